@@ -1,0 +1,43 @@
+#ifndef VORGATE_AGENT_AGENT_H
+#define VORGATE_AGENT_AGENT_H
+
+#include <string>
+
+#include "event_log.h"
+#include "policy_source.h"
+#include "vorgate/php_help.h"
+
+namespace vorgate::agent {
+
+// The local agent: decides by a policy file and appends events to a log file.
+// The operations' contracts are those of IPhpHelp. Any thread, no lock; errno is
+// left as it was found.
+//
+// Not there yet: the SQL tests and the script scanners find nothing.
+class Agent final : public IPhpHelp {
+ public:
+  // Reads the policy file at once; see PolicySource for what follows.
+  explicit Agent(std::string policy_path);
+
+  int send_event(unsigned int code, const char* kind, const char* detail, const char* target,
+                 const char* subject, int allowed, int plain,
+                 const MQ_HttpInfo* info) noexcept override;
+  int send_upload(const char* function, const char* path,
+                  const MQ_HttpInfo* info) noexcept override;
+  bool match_sql(const char* query, const char* values) noexcept override;
+  void reserved_operation() noexcept override;
+  bool lookup_sql(const char* query, std::string* detail) noexcept override;
+  int get_block_mode(int category) noexcept override;
+  bool is_white_listed(const char* server_name, const char* request_uri, const char* remote_addr,
+                       const char* forwarded_for) noexcept override;
+  int scan_script(const char* code, int flag) noexcept override;
+  bool scan_webshell(const std::string& code, std::string* family) noexcept override;
+
+ private:
+  PolicySource policy_;
+  EventLog log_;
+};
+
+}  // namespace vorgate::agent
+
+#endif  // VORGATE_AGENT_AGENT_H

@@ -1,0 +1,60 @@
+#ifndef VORGATE_AGENT_POLICY_H
+#define VORGATE_AGENT_POLICY_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "address.h"
+
+namespace vorgate::agent {
+
+enum class Enforcement { off, report, block };
+
+// One [[allow]] entry: every condition that it has must hold; it has at least one.
+struct AllowEntry {
+  std::string server_name;  // empty: any
+  std::string uri_prefix;   // empty: any
+  std::optional<Network> client;
+};
+
+// What the administrator decided. The default value is what holds without a
+// policy file. Immutable once it is in use, so any thread may ask it.
+struct Policy {
+  Enforcement enforcement = Enforcement::report;
+  unsigned int report_only = 0;  // bit N set: category number N is never blocked
+  std::vector<AllowEntry> allow;
+  std::vector<Network> trusted_proxies;
+  std::string log_path = "/var/log/vorgate/events.jsonl";
+
+  // Is a finding of this category to be stopped? Unknown numbers: no.
+  bool blocks(int category) const;
+
+  // Is this request exempt? The texts are those of the request, unchecked.
+  bool exempts(std::string_view server_name, std::string_view request_uri,
+               std::string_view remote_addr, std::string_view forwarded_for) const;
+
+  // Who sent the request: the peer, or what trusted proxies say of it. From a
+  // trusted peer the forwarded addresses are followed from right to left, as
+  // long as each is a trusted proxy itself; the first that is not is the client.
+  // No value when that cannot be told, because the peer or an address on the way
+  // is no address: such a request matches no entry that names a client.
+  std::optional<Address> client(std::string_view remote_addr, std::string_view forwarded_for) const;
+};
+
+// Does a request URI lie at or below `prefix`, on a border of path segments? The
+// query does not matter. Never true for a path that servers, proxies and
+// applications could read in different ways: with a "." or ".." segment, "//",
+// "%", "\", ";", "#", a control character or a byte beyond ASCII, or not
+// starting with "/".
+bool uri_is_below(std::string_view request_uri, std::string_view prefix);
+
+// Reads a policy file's text. On failure there is no value, and `error` says
+// "file:line:column: reason; remedy" for the first fault in the file.
+std::optional<Policy> parse_policy(std::string_view text, const std::string& file,
+                                   std::string* error);
+
+}  // namespace vorgate::agent
+
+#endif  // VORGATE_AGENT_POLICY_H

@@ -1,0 +1,207 @@
+#include "sql_rules.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <utility>
+
+#include <re2/re2.h>
+#define TOML_HEADER_ONLY 1
+#define TOML_ENABLE_FORMATTERS 0
+#include <toml++/toml.h>
+
+#include "shipped_rules.h"
+#include "sql_lexer.h"
+
+namespace vorgate::sql {
+namespace {
+
+bool is_plain_name(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) {
+    return (lower(c) >= 'a' && lower(c) <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '$';
+  });
+}
+
+// Is this what a comment leaves of a literal that was open in front of it, as in
+// "'x' OR 1=1 -- ' AND b = 2"?
+bool hides_quote(std::string_view comment) {
+  const std::size_t first = comment.find_first_not_of(" \t-+");
+  return first != std::string_view::npos && (comment[first] == '\'' || comment[first] == '"');
+}
+
+std::string_view masked(std::string_view query, const Token& token) {
+  const auto content = query.substr(token.content, token.content_end - token.content);
+  switch (token.kind) {
+    case TokenKind::comment:
+      return hides_quote(content) ? "-- ''" : "--";
+    case TokenKind::string:
+      return "''";
+    case TokenKind::number:
+      return "0";
+    case TokenKind::name:
+      return is_plain_name(content) ? content : "name";
+    default:
+      return content;
+  }
+}
+
+}  // namespace
+
+struct RuleSet::Rule {
+  std::string name;
+  std::string description;
+  std::unique_ptr<re2::RE2> pattern;
+};
+
+// Turns the parsed document into rules and keeps the fault that comes first in
+// the file.
+struct RuleSet::Reader {
+  const std::string& file;
+  std::string error;
+  toml::source_position where{};
+
+  void refuse(const toml::source_region& region, const std::string& reason) {
+    if (!error.empty() && !(region.begin < where)) return;
+    where = region.begin;
+    error = file + ":" + std::to_string(where.line) + ":" + std::to_string(where.column) + ": " +
+            reason;
+  }
+
+  RuleSet read(const toml::table& document) {
+    RuleSet set;
+    for (const auto& [key, node] : document) {
+      const toml::array* const array = node.as_array();
+      if (key != "rule" || array == nullptr) {
+        refuse(key.source(), "'" + std::string(key.str()) +
+                                 "' is not known here; a rule file holds [[rule]] entries only");
+        continue;
+      }
+      for (const toml::node& element : *array) read_rule(element, &set);
+    }
+    return set;
+  }
+
+  void read_rule(const toml::node& node, RuleSet* set) {
+    const toml::table* const table = node.as_table();
+    if (table == nullptr) {
+      refuse(node.source(), "not a rule; write [[rule]] on a line of its own");
+      return;
+    }
+    Rule rule;
+    const std::string error_before = error;
+    for (const auto& [key, value] : *table) {
+      const auto* const text = value.as_string();
+      if (text == nullptr || text->get().empty()) {
+        refuse(value.source(), "not a text; write one in quotes, not empty");
+      } else if (key == "name") {
+        rule.name = text->get();
+      } else if (key == "description") {
+        rule.description = text->get();
+      } else if (key == "pattern") {
+        rule.pattern = compile(text->get());
+        if (!rule.pattern->ok()) {
+          refuse(value.source(), "not a pattern: " + rule.pattern->error() + "; see RE2's syntax");
+        } else if (re2::RE2::PartialMatch("", *rule.pattern)) {
+          refuse(value.source(), "the pattern matches an empty query; make it say more");
+        }
+      } else {
+        refuse(key.source(), "unknown key '" + std::string(key.str()) +
+                                 "'; known here: name, description, pattern");
+      }
+    }
+    if (error != error_before) return;
+    if (rule.name.empty() || rule.description.empty() || rule.pattern == nullptr) {
+      refuse(node.source(), "incomplete rule; give it name, description and pattern");
+    }
+    const auto same = [&](const Rule& other) { return other.name == rule.name; };
+    if (std::any_of(set->rules_.begin(), set->rules_.end(), same)) {
+      refuse(node.source(), "second rule named '" + rule.name + "'; give it a name of its own");
+    }
+    set->rules_.push_back(std::move(rule));
+  }
+
+  static std::unique_ptr<re2::RE2> compile(const std::string& pattern) {
+    re2::RE2::Options options;
+    options.set_encoding(re2::RE2::Options::EncodingLatin1);  // queries are bytes
+    options.set_log_errors(false);
+    options.set_never_capture(true);
+    return std::make_unique<re2::RE2>(pattern, options);
+  }
+};
+
+RuleSet::RuleSet() = default;
+RuleSet::RuleSet(RuleSet&&) noexcept = default;
+RuleSet& RuleSet::operator=(RuleSet&&) noexcept = default;
+RuleSet::~RuleSet() = default;
+
+std::string normalise(std::string_view query) {
+  std::string text;
+  text.reserve(2 * query.size());
+  for (const Token& token : read_query(query)) {
+    const bool ended = token.content_end < token.end || token.end < query.size();
+    if (token.kind == TokenKind::space || token.kind == TokenKind::hint ||
+        (token.kind == TokenKind::comment && ended)) {
+      continue;
+    }
+    if (!text.empty()) text += ' ';
+    const std::string_view shown = masked(query, token);
+    std::transform(shown.begin(), shown.end(), std::back_inserter(text), lower);
+  }
+  return text;
+}
+
+std::optional<RuleSet> RuleSet::parse(std::string_view text, const std::string& file,
+                                      std::string* error) {
+  Reader reader{file, {}};
+  RuleSet set;
+  try {
+    set = reader.read(toml::parse(text));
+  } catch (const toml::parse_error& fault) {
+    reader.refuse(fault.source(), std::string(fault.description()) + "; correct the TOML syntax");
+  }
+  if (reader.error.empty()) return set;
+  *error = reader.error;
+  return std::nullopt;
+}
+
+std::optional<RuleSet> RuleSet::load(const std::string& path, std::string* error) {
+  std::ostringstream text;
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  if (file) text << file.rdbuf();
+  if (!file || file.bad() || text.fail()) {
+    *error = path + ": " + (errno != 0 ? std::strerror(errno) : "no text in it");
+    return std::nullopt;
+  }
+  return parse(text.str(), path, error);
+}
+
+bool RuleSet::match(std::string_view query, std::string* detail) const {
+  if (rules_.empty()) return false;
+  const std::string text = normalise(query);
+  for (const Rule& rule : rules_) {
+    if (!re2::RE2::PartialMatch(text, *rule.pattern)) continue;
+    if (detail != nullptr) *detail = rule.name + ": " + rule.description;
+    return true;
+  }
+  return false;
+}
+
+std::vector<std::string> RuleSet::names() const {
+  std::vector<std::string> names;
+  for (const Rule& rule : rules_) names.push_back(rule.name);
+  return names;
+}
+
+const RuleSet& shipped_rules() {
+  static const RuleSet rules = [] {
+    std::string error;
+    return RuleSet::parse(shipped_rules_text, "sql_rules.toml", &error).value_or(RuleSet());
+  }();
+  return rules;
+}
+
+}  // namespace vorgate::sql

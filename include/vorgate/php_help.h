@@ -1,0 +1,172 @@
+#ifndef VORGATE_PHP_HELP_H
+#define VORGATE_PHP_HELP_H
+
+// The contract between the vorgate module and the host agent.
+//
+// vorgate.so detects; an agent decides and records. An agent is a shared
+// library that stands at VORGATE_AGENT_LIBRARY and exports the C function
+// named by VORGATE_AGENT_FACTORY. The module opens the library with
+// dlopen(RTLD_NOW), calls the factory once and uses the object that it returns
+// from then on. This header is all that an agent needs; it depends on nothing
+// but the C++ standard library.
+//
+// Binary interface
+//   x86-64 Linux, the Itanium C++ ABI, and the std::string of libstdc++'s C++11
+//   ABI (_GLIBCXX_USE_CXX11_ABI=1, the default). The module calls the
+//   operations through the virtual table by position: their order below must
+//   never change. There is no virtual destructor, and none may be added.
+//
+// Rules that hold for every operation
+//   Threads    The module calls from whichever thread serves the request, from
+//              several threads at once in a thread-safe PHP, and without a lock
+//              of its own. The object must take care of itself.
+//   Ownership  Every pointer handed in stays the module's, and is valid until
+//              the operation returns. Copy what must live longer.
+//   Texts      Zero-terminated byte strings without an encoding: they come from
+//              the network and may hold any byte but NUL. A text never is a null
+//              pointer; what is absent is empty. A text whose original holds a
+//              NUL byte ends there.
+//   Time       The call is made inside the visitor's request: answer in
+//              microseconds, do not wait for the network or for another process.
+//   Failure    Nothing may be thrown, and the process must not be ended. An
+//              operation that cannot do its work answers as if it had found
+//              nothing.
+//   PHP        An operation must not call into the PHP engine.
+//   fork       The object may be created before a web server forks its workers.
+//              Each child then uses the copy it inherited.
+
+#include <string>
+
+// Where the module looks for the agent.
+#define VORGATE_AGENT_LIBRARY "/usr/local/lib/vlib64/libmessage_queue_linux.so"
+
+// The name of the agent's factory, with C linkage:
+//   extern "C" IPhpHelp* create_php_help();
+// Called from the first request of a process that finds the library; when it
+// answers null, again from each later request. The module never deletes what it
+// returns: it must live until the process ends.
+#define VORGATE_AGENT_FACTORY "create_php_help"
+
+namespace vorgate {
+
+// What `get_block_mode` is asked about. The numbers are part of the contract.
+enum class BlockCategory : int {
+  code_execution = 2,     // code or a connection's host taken from the request; web shells
+  query_injection = 3,    // SQL, LDAP filters, XML external entities
+  deserialisation = 6,    // object chains, file creation, YAML objects
+  file_access = 7,        // inclusion, reading, request forgery
+  command_execution = 8,  // shell commands and phpinfo
+};
+
+// The first argument of `send_event`. The numbers are part of the contract.
+enum class EventCode : unsigned int {
+  record = 0,                     // nothing found: a plain record of the call
+  query_injection = 0x20001,      // SQL or LDAP
+  file_include = 0x20004,         // a dangerous or request-named file is compiled
+  deserialisation = 0x20008,      // reached through unserialize, or YAML objects
+  request_forgery = 0x2000e,      // a URL from the request is fetched
+  xml_external_entity = 0x20010,  // an XML document with an external entity
+  command_execution = 0x20011,    // a shell command or phpinfo shaped by the request
+  file_read = 0x20012,            // a file named by the request is read
+  request_execution = 0x40000,    // code or a connection's host is the request's own
+};
+
+}  // namespace vorgate
+
+class IPhpHelp {
+ public:
+  // The request in which an event happened. All texts as described above.
+  struct MQ_HttpInfo {
+    const char* server_name;       // the virtual host's name
+    const char* script_path;       // file system path of the main script
+    const char* request_uri;       // path and query as sent
+    const char* query_string;      // the query; for a POST, "&" and up to 4096 bytes of its fields
+    const char* request_method;    // as sent, case kept
+    const char* remote_addr;       // the peer's address: a proxy's, where there is one
+    const char* user_agent;        // the User-Agent header
+    const char* referer;           // the Referer header
+    const char* cookie;            // the raw Cookie header
+    const char* forwarded_for;     // the X-Forwarded-For header: anybody can write it
+    const char* content_type;      // the request's Content-Type header
+    const char* reserved;          // always empty
+    const char* upload_file_name;  // the client's name of the first upload, in send_upload only
+    const char* stack_trace;       // one line a PHP call, innermost first; empty where not taken
+  };
+
+  // 1. Takes one event. One call is one event: a finding, or (code 0) the record
+  //    of an ordinary call.
+  //    code      an EventCode.
+  //    kind      what was tried: "execute_command", "execute_command_2" (a web
+  //              shell), "read", "connect", "create", "file_include",
+  //              "xxe_inject", "sql_query_regex", "sql_query_lib".
+  //    detail    the function's name, the outermost-first call chain joined by
+  //              "->", or what the kind of event says of itself.
+  //    target    the kind of thing acted on: "command", "file", "host"; for
+  //              request forgery "connect" or "read", the same as `kind`.
+  //    subject   the command, path, URL, host, code, query or document itself.
+  //    allowed   1: the call goes on; 0: the agent's get_block_mode answered
+  //              that it is to be stopped.
+  //    plain     1 for a record with code 0, else 0.
+  //    info      the request.
+  //    Answer: free; the module ignores it.
+  virtual int send_event(unsigned int code, const char* kind, const char* detail,
+                         const char* target, const char* subject, int allowed, int plain,
+                         const MQ_HttpInfo* info) = 0;
+
+  // 2. Tells that a file is about to be created or overwritten, and asks whether
+  //    it may be.
+  //    function  "fopen", "file_put_contents", "rename", "copy",
+  //              "move_uploaded_file".
+  //    path      the file's name as the script wrote it.
+  //    Answer: 0 refuses the creation; any other number lets it go on.
+  virtual int send_upload(const char* function, const char* path, const MQ_HttpInfo* info) = 0;
+
+  // 3. Were the request's values injected into this query?
+  //    query     the SQL text, at most 4096 bytes of it. Here and in 5, NUL bytes
+  //              are handed over as blanks, in query and values alike.
+  //    values    the GET and POST entries as "name=value" joined by "&", in the
+  //              order sent, not encoded: a value can hold "&" and "=" itself.
+  //    Answer: true for an injection.
+  virtual bool match_sql(const char* query, const char* values) = 0;
+
+  // 4. Not used. Holds its place in the table.
+  virtual void reserved_operation() = 0;
+
+  // 5. Does this query look like an attack by its own shape?
+  //    query     the SQL text, at most 4096 bytes of it.
+  //    detail    where to write what was recognised, on true only. The string is
+  //              the module's; assign to it, do not keep its address.
+  //    Answer: true for an attack.
+  virtual bool lookup_sql(const char* query, std::string* detail) = 0;
+
+  // 6. Is an attack of this category to be stopped?
+  //    category  a BlockCategory.
+  //    Answer: 0 to report only, 1 to stop it. Other numbers stop it too, but
+  //    let SQL queries run: do not use them. Asked once for each finding (for
+  //    SQL, once for each query).
+  virtual int get_block_mode(int category) = 0;
+
+  // 7. Is this request exempt from detection?
+  //    server_name, request_uri, remote_addr, forwarded_for: as in MQ_HttpInfo.
+  //    Answer: true lets everything in this request pass, unreported.
+  virtual bool is_white_listed(const char* server_name, const char* request_uri,
+                               const char* remote_addr, const char* forwarded_for) = 0;
+
+  // 8. Is this long script (over 5120 bytes) a web shell?
+  //    code      source text about to be run by eval, up to its first NUL byte.
+  //    flag      always 1.
+  //    Answer: non-zero for a web shell.
+  virtual int scan_script(const char* code, int flag) = 0;
+
+  // 9. Does this code belong to a known web-shell family?
+  //    code      source text about to be run, whole, NUL bytes included.
+  //    family    where to write the family's name, on true only; as `detail` in 5.
+  //    Answer: true for a known family.
+  virtual bool scan_webshell(const std::string& code, std::string* family) = 0;
+
+ protected:
+  // The object is never deleted through this interface.
+  ~IPhpHelp() = default;
+};
+
+#endif  // VORGATE_PHP_HELP_H

@@ -1,0 +1,15 @@
+#include "detectors/finding.h"
+#include "engine/common_util.h"
+#include "request/text.h"
+
+bool CCommonUtil::check_curl_ssrf(const std::string&, const std::string& url) {
+  if (!has_reporting_object()) return false;
+  if (!is_param_contain_str(url)) return false;
+  HttpInfo info;
+  if (!open_record(info, CallStack::without)) return false;
+  // The action stands in the place of the target as well.
+  const char* action = contains(url, "file://") ? "read" : "connect";
+  return report_finding({vorgate::EventCode::request_forgery, vorgate::BlockCategory::file_access,
+                         action, "curl_ssrf", action, url.c_str()},
+                        info);
+}

@@ -1,0 +1,59 @@
+#include "engine/channel.h"
+
+#include <dlfcn.h>
+
+#include "engine/common_util.h"
+#include "request/text.h"
+#include "zend_api/engine.h"
+
+void* hMod = nullptr;
+
+void* getMessageQueueHandle() {
+  void* library = dlopen(VORGATE_AGENT_LIBRARY, RTLD_NOW);
+  if (library == nullptr) zend_api::log_notice(dlerror());
+  return library;
+}
+
+void load_message_queue_md() { hMod = getMessageQueueHandle(); }
+
+void conv_to_mqhttpinfo(IPhpHelp::MQ_HttpInfo& out, HttpInfo& in) {
+  out.server_name = in.server_name.c_str();
+  out.script_path = in.script_path.c_str();
+  out.request_uri = in.request_uri.c_str();
+  out.query_string = in.query_string.c_str();
+  out.request_method = in.request_method.c_str();
+  out.remote_addr = in.remote_addr.c_str();
+  out.user_agent = in.user_agent.c_str();
+  out.referer = in.referer.c_str();
+  out.cookie = in.cookie.c_str();
+  out.forwarded_for = in.forwarded_for.c_str();
+  out.content_type = in.content_type.c_str();
+  out.reserved = in.reserved.c_str();
+  out.upload_file_name = in.upload_file_name.c_str();
+  out.stack_trace = in.stack_trace.c_str();
+}
+
+int CCommonUtil::report_event(unsigned int code, const char* s1, const char* s2, const char* s3,
+                              const char* s4, int i1, int i2, HttpInfo& info) {
+  IPhpHelp::MQ_HttpInfo record;
+  conv_to_mqhttpinfo(record, info);
+  return php_help.load(std::memory_order_acquire)
+      ->send_event(code, s1, s2, s3, s4, i1, i2, &record);
+}
+
+bool CCommonUtil::report_create_file(const char* a, const char* b, HttpInfo& info) {
+  IPhpHelp* agent = php_help.load(std::memory_order_acquire);
+  if (agent == nullptr) return false;
+  if (contains(info.content_type, "multipart/form-data; boundary=")) {
+    info.upload_file_name = php_get_upload_file_name();
+  }
+  IPhpHelp::MQ_HttpInfo record;
+  conv_to_mqhttpinfo(record, info);
+  return agent->send_upload(a, b, &record) == 0;
+}
+
+bool CCommonUtil::is_in_white_list(HttpInfo& info) {
+  return php_help.load(std::memory_order_acquire)
+      ->is_white_listed(info.server_name.c_str(), info.request_uri.c_str(),
+                        info.remote_addr.c_str(), info.forwarded_for.c_str());
+}

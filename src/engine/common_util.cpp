@@ -1,0 +1,65 @@
+#include "engine/common_util.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include "engine/channel.h"
+#include "vorgate/php_help.h"
+
+namespace {
+
+// Guards the making of the reporting object and the filling of the word tables.
+pthread_mutex_t g_lock = PTHREAD_MUTEX_INITIALIZER;
+
+constexpr const char* sql_functions[] = {
+    "mysql_query",         "mysqli_query",       "mysqli::query",
+    "mysqli_real_query",   "mysqli::real_query", "mysqli_multi_query",
+    "mysqli::multi_query", "PDO::query",         "mssql_query",
+};
+
+constexpr const char* command_words[] = {
+    "reboot",  "halt",   "poweroff", "pwd",     "ls",     "lsattr",   "id",
+    "who",     "whoami", "top",      "lsof",    "iostat", "iotop",    "netstat",
+    "logname", "users",  "last",     "lastlog", "lastb",  "ifconfig",
+};
+
+}  // namespace
+
+CCommonUtil* CCommonUtil::get_instance() {
+  static CCommonUtil instance;
+  return &instance;
+}
+
+void CCommonUtil::init() {
+  if (php_help.load(std::memory_order_acquire) != nullptr) return;
+  pthread_mutex_lock(&g_lock);
+  if (php_help.load(std::memory_order_relaxed) == nullptr) {
+    if (hMod == nullptr) hMod = getMessageQueueHandle();
+    IPhpHelp* agent = nullptr;
+    if (hMod != nullptr) {
+      using Factory = IPhpHelp* (*)();
+      if (auto create = reinterpret_cast<Factory>(dlsym(hMod, VORGATE_AGENT_FACTORY))) {
+        agent = create();
+      }
+    }
+    sql_func_set.insert(std::begin(sql_functions), std::end(sql_functions));
+    cmd_collection_init();
+    // Last: whoever sees the object must see complete tables.
+    php_help.store(agent, std::memory_order_release);
+  }
+  pthread_mutex_unlock(&g_lock);
+}
+
+void CCommonUtil::cmd_collection_init() {
+  cmd_collection.insert(std::begin(command_words), std::end(command_words));
+}
+
+int CCommonUtil::release() { return hMod == nullptr ? -1 : dlclose(hMod); }
+
+std::map<std::string, CCommonUtil::handler>& CCommonUtil::get_func_set() { return func_set; }
+
+void message_queue_init() { CCommonUtil::get_instance()->init(); }
+
+extern "C" __attribute__((visibility("default"))) int message_queue_release() {
+  return CCommonUtil::get_instance()->release();
+}

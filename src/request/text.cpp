@@ -1,0 +1,18 @@
+#include "request/text.h"
+
+#include <cstring>
+
+std::size_t find_text(std::string_view text, std::string_view needle) {
+  if (needle.empty()) return 0;
+  const void* hit = memmem(text.data(), text.size(), needle.data(), needle.size());
+  if (hit == nullptr) return std::string_view::npos;
+  return static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
+}
+
+bool contains_c_string(const char* text, const char* needle) {
+  return std::strstr(text, needle) != nullptr;
+}
+
+void reserve_custom_len(std::string& s, std::size_t max_len) {
+  if (s.size() > max_len) s.resize(max_len);
+}

@@ -1,0 +1,132 @@
+#include "zend_api/installed.h"
+
+#include <string>
+
+#include "zend_api/engine.h"
+#include "zend_api/internal.h"
+
+namespace zend_api {
+namespace {
+
+// False from the moment on at which the engine tears the request's data down. No
+// engine tells it in so many words, but each takes the output layer down just
+// before it gives the request's arrays up.
+bool request_data_is_valid() { return (OG(flags) & PHP_OUTPUT_ACTIVATED) != 0; }
+
+// Takes the elements from position `first` on for which is_refused answers true
+// out of the table. They are not destroyed: code that ran during the compilation,
+// an error handler say, can have kept their addresses.
+template <typename IsRefused>
+void unlink_from(HashTable* table, uint32_t first, IsRefused&& is_refused) {
+  const dtor_func_t destroy = table->pDestructor;
+  table->pDestructor = nullptr;
+  for (uint32_t i = first; i < table->nNumUsed; ++i) {
+    Bucket& bucket = table->arData[i];
+    if (Z_TYPE(bucket.val) == IS_PTR && is_refused(Z_PTR(bucket.val))) {
+      zend_hash_del(table, bucket.key);
+    }
+  }
+  table->pDestructor = destroy;
+}
+
+bool same_file(const zend_string* declared_in, const zend_op_array* refused) {
+  return declared_in != nullptr && refused->filename != nullptr &&
+         text(declared_in) == text(refused->filename);
+}
+
+}  // namespace
+
+HashTable* function_table() { return CG(function_table); }
+
+HashTable* request_array(int track) {
+  if (!request_data_is_valid()) return nullptr;
+  const zval& slot = PG(http_globals)[track];
+  return type_of(&slot) == IS_ARRAY ? array(&slot) : nullptr;
+}
+
+void materialise_server_array() {
+  if (!PG(auto_globals_jit) || !request_data_is_valid()) return;
+  survive_bailout(
+      [](void*) {
+        char name[] = "_SERVER";
+        zend_is_auto_global_str(name, sizeof(name) - 1);
+      },
+      nullptr);
+}
+
+void note_request_start() { forget_bailout(); }
+
+void note_request_end() {}
+
+const sapi_request_info& request_info() { return SG(request_info); }
+
+void fetch_backtrace(zval* result, int max_frames) {
+  struct Request {
+    zval* result;
+    int max_frames;
+  } request{result, max_frames};
+  ZVAL_UNDEF(result);
+  survive_bailout(
+      [](void* argument) {
+        const auto* wanted = static_cast<Request*>(argument);
+        zend_fetch_debug_backtrace(wanted->result, 0, 0, wanted->max_frames);
+      },
+      &request);
+}
+
+// Giving an array up can start a garbage collection, and that runs destructors.
+void release_backtrace(zval* backtrace) {
+  survive_bailout([](void* value) { zval_ptr_dtor(static_cast<zval*>(value)); }, backtrace);
+}
+
+std::string format_integer(int64_t value) { return std::to_string(static_cast<int32_t>(value)); }
+
+void log_notice(const char* message) {
+  constexpr int notice = 5;  // LOG_NOTICE
+  survive_bailout([](void* text) { php_log_err_with_severity(static_cast<char*>(text), notice); },
+                  const_cast<char*>(message));
+}
+
+void refuse_query(zval* return_value) {
+#if PHP_VERSION_ID >= 80000
+  char setting[] = "opcache.jit_buffer_size";
+  if (zend_ini_long(setting, sizeof(setting) - 1, 0) > 0) set_false(return_value);
+#else
+  (void)return_value;
+#endif
+}
+
+Declarations declarations() { return {CG(function_table)->nNumUsed, CG(class_table)->nNumUsed}; }
+
+void forget_declarations(const Declarations& before, const zend_op_array* refused) {
+  unlink_from(CG(function_table), before.functions, [refused](const void* element) {
+    const auto* function = static_cast<const zend_function*>(element);
+    return function->type == ZEND_USER_FUNCTION && same_file(function->op_array.filename, refused);
+  });
+  unlink_from(CG(class_table), before.classes, [refused](const void* element) {
+    const auto* declared = static_cast<const zend_class_entry*>(element);
+    if (declared->type != ZEND_USER_CLASS) return false;
+    if (!same_file(declared->info.user.filename, refused)) return false;
+#if PHP_VERSION_ID >= 80100
+    // The engine finds a class by its name's cache before it looks at the table.
+    if (ZSTR_HAS_CE_CACHE(declared->name)) ZSTR_SET_CE_CACHE(declared->name, nullptr);
+#endif
+    return true;
+  });
+}
+
+JMP_BUF*& bailout_target() { return EG(bailout); }
+
+bool null_becomes_string(const zend_execute_data* execute_data, uint32_t index) {
+#if PHP_VERSION_ID >= 80000
+  const zend_internal_function& function = execute_data->func->internal_function;
+  if (index >= function.num_args) return false;
+  return (ZEND_TYPE_FULL_MASK(function.arg_info[index].type) & MAY_BE_NULL) == 0;
+#else
+  (void)execute_data;
+  (void)index;
+  return true;
+#endif
+}
+
+}  // namespace zend_api

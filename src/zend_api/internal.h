@@ -1,0 +1,45 @@
+#ifndef VORGATE_ZEND_API_INTERNAL_H
+#define VORGATE_ZEND_API_INTERNAL_H
+
+// What the sources of this folder share and nobody else needs.
+
+#include <setjmp.h>
+
+#include "zend_api/engine.h"
+
+namespace zend_api {
+
+// The engine's slot for the place that its next long jump of a request goes to.
+#ifdef VORGATE_ENGINE_INSTALLED
+JMP_BUF*& bailout_target();
+#else
+sigjmp_buf*& bailout_target();
+#endif
+
+// Drops a remembered jump: its target is gone once the request is over. Only a
+// caller from outside the module can leave one behind.
+void forget_bailout();
+
+// Whether the value null of the call's argument at `index` (from 0) is one that
+// the called function itself would turn into an empty string. PHP 8 knows
+// parameters for which null has a meaning of its own, and warns of the others.
+bool null_becomes_string(const zend_execute_data* execute_data, uint32_t index);
+
+// Hands the spec to the engine's parser for the first `count` arguments, each
+// result into the pointers that follow. True on success.
+template <typename... Out>
+bool engine_parse(uint32_t count, const char* spec, Out*... out) {
+#ifdef VORGATE_ENGINE_INSTALLED
+  return zend_parse_parameters_ex(
+             ZEND_PARSE_PARAMS_QUIET,
+             static_cast<decltype(ZEND_CALL_NUM_ARGS(static_cast<zend_execute_data*>(nullptr)))>(
+                 count),
+             spec, out...) == SUCCESS;
+#else
+  return zend_parse_parameters(static_cast<int>(count), spec, out...) == SUCCESS;
+#endif
+}
+
+}  // namespace zend_api
+
+#endif  // VORGATE_ZEND_API_INTERNAL_H
