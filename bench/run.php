@@ -8,15 +8,21 @@
 
 [, $build, $work] = $argv;
 
-// Operation => how often it runs for the wall time. The instructions are counted
-// over a fraction of that: they do not vary.
-const WORKLOADS = [
-    'internal call' => 10_000_000,
-    'eval' => 200_000,
-    'include' => 20_000,
-    'query' => 200_000,
-    'read' => 100_000,
-    'tainted read' => 5_000,
+// Rows: the operation, how often it runs for the wall time, and the form fields of
+// the request (their number, and the size of each). The instructions are counted
+// over a fraction of the runs: they do not vary.
+const ROWS = [
+    ['internal call', 10_000_000, 20, 40],
+    ['eval', 100_000, 20, 40],
+    ['include', 20_000, 20, 40],
+    ['query', 100_000, 20, 40],
+    ['shell command', 400, 20, 40],
+    ['tainted read', 5_000, 20, 40],
+    ['read', 100_000, 0, 40],
+    ['read', 100_000, 20, 40],
+    ['read', 100_000, 200, 40],
+    ['read', 20_000, 2000, 40],
+    ['read', 400, 1, 10_000_000],
 ];
 const ROUNDS = 5;
 
@@ -27,32 +33,37 @@ $modules = [
 ];
 
 /** Runs a workload and answers what it printed, or what callgrind counted. */
-function measure(string $name, int $count, array $options, bool $instructions): float
+function measure(array $row, array $options, bool $instructions): float
 {
     global $work;
-    $parameters = ['path' => __DIR__ . '/included.inc'];
-    for ($i = 1; $i < 20; $i++) {
-        $parameters["field$i"] = "an ordinary value of some length, number $i";
+    [$name, $count, $fields, $size] = $row;
+    $form = [];
+    for ($i = 0; $i < $fields; $i++) {
+        $form["field$i"] = str_repeat('an ordinary value ', intdiv($size, 18)) . $i;
     }
+    $length = file_put_contents("$work/form", http_build_query($form));
     $environment = [
         'PATH' => getenv('PATH'),
         'REDIRECT_STATUS' => '200',
-        'REQUEST_METHOD' => 'GET',
+        'REQUEST_METHOD' => 'POST',
+        'CONTENT_TYPE' => 'application/x-www-form-urlencoded',
+        'CONTENT_LENGTH' => (string)$length,
+        'QUERY_STRING' => http_build_query(['path' => __DIR__ . '/included.inc']),
         'REQUEST_URI' => '/workload.php',
         'SERVER_NAME' => 'bench',
         'REMOTE_ADDR' => '127.0.0.1',
         'SCRIPT_FILENAME' => __DIR__ . '/workload.php',
-        'QUERY_STRING' => http_build_query($parameters),
         'BENCH_NAME' => $name,
         'BENCH_COUNT' => (string)$count,
         'VORGATE_AGENT_CONFIG' => "$work/agent.toml",
     ];
-    $command = [getenv('BENCH_PHP_CGI') ?: 'php-cgi', '-n', '-d', 'extension=pdo.so',
-        '-d', 'extension=pdo_sqlite.so', '-d', 'max_execution_time=0', '-d', 'html_errors=0', ...$options];
+    $command = [getenv('BENCH_PHP_CGI') ?: 'php-cgi', '-n', '-d', 'extension=pdo.so', '-d', 'extension=pdo_sqlite.so',
+        '-d', 'max_execution_time=0', '-d', 'max_input_vars=5000', '-d', 'post_max_size=100M', '-d', 'html_errors=0',
+        ...$options];
     if ($instructions) {
         $command = ['valgrind', '--tool=callgrind', '--callgrind-out-file=/dev/null', ...$command];
     }
-    $process = proc_open($command, [['file', '/dev/null', 'r'], ['pipe', 'w'], ['file', "$work/errors.log", 'a']],
+    $process = proc_open($command, [['file', "$work/form", 'r'], ['pipe', 'w'], ['file', "$work/errors.log", 'a']],
         $pipes, null, $environment);
     $output = trim(stream_get_contents($pipes[1]));
     if (proc_close($process) !== 0 || preg_match('/^\d+$/m', $output, $time) !== 1) {
@@ -67,10 +78,12 @@ function measure(string $name, int $count, array $options, bool $instructions): 
 }
 
 /** Instructions of one operation: start-up cancels out between two counts. */
-function instructions(string $name, int $count, array $options): float
+function instructions(array $row, array $options): float
 {
+    [$name, $count, $fields, $size] = $row;
     $less = max(1, intdiv($count, 200));
-    return (measure($name, 3 * $less, $options, true) - measure($name, $less, $options, true)) / (2 * $less);
+    return (measure([$name, 3 * $less, $fields, $size], $options, true)
+        - measure([$name, $less, $fields, $size], $options, true)) / (2 * $less);
 }
 
 function median(array $values): float
@@ -79,26 +92,28 @@ function median(array $values): float
     return $values[intdiv(count($values), 2)];
 }
 
-function row(string $name, string $unit, array $values): void
+function print_row(string $name, string $unit, array $values): void
 {
     [$none, $nothing, $vorgate] = $values;
-    printf("%-14s %-13s %10.1f %11.1f %10.1f %18.3f\n", $name, $unit, $none, $nothing, $vorgate, $vorgate / $nothing);
+    printf("%-32s %-12s %10.1f %11.1f %11.1f %9.3f\n", $name, $unit, $none, $nothing, $vorgate, $vorgate / $nothing);
 }
 
-printf("%-14s %-13s %10s %11s %10s %18s\n", 'operation', 'unit', ...array_keys($modules), ...['vorgate/do-nothing']);
-$loop = array_values(array_map(fn($options) => instructions('loop', 10_000_000, $options), $modules));
-foreach (WORKLOADS as $name => $count) {
-    $counted = array_values(array_map(fn($options) => instructions($name, $count, $options), $modules));
-    if ($name === 'internal call') {
-        $counted = array_map(fn($all, $empty) => $all - $empty, $counted, $loop);
+printf("%-32s %-12s %10s %11s %11s %9s\n", 'operation', 'unit', ...array_keys($modules), ...['ratio']);
+foreach (ROWS as $row) {
+    [$name, $count, $fields, $size] = $row;
+    // The loop around an internal call costs about as much as the call.
+    $empty = $name === 'internal call' ? ['loop', $count, $fields, $size] : null;
+    $counted = $times = [];
+    foreach (array_values($modules) as $i => $options) {
+        $counted[$i] = instructions($row, $options) - ($empty ? instructions($empty, $options) : 0);
     }
-    row($name, 'instructions', $counted);
-    $times = array_fill(0, count($modules), []);
     for ($round = 0; $round < ROUNDS; $round++) {
         foreach (array_values($modules) as $i => $options) {
-            $empty = $name === 'internal call' ? measure('loop', $count, $options, false) : 0;
-            $times[$i][] = (measure($name, $count, $options, false) - $empty) / $count;
+            $time = measure($row, $options, false) - ($empty ? measure($empty, $options, false) : 0);
+            $times[$i][] = $time / $count;
         }
     }
-    row($name, 'ns, median', array_map('median', $times));
+    $title = sprintf('%s, %d x %s B', $name, $fields, $size < 1e6 ? $size : sprintf('%dM', $size / 1e6));
+    print_row($title, 'instructions', $counted);
+    print_row('', 'ns (median)', array_map('median', $times));
 }

@@ -1,10 +1,10 @@
 <?php
 // One workload of the benchmark: prints the nanoseconds it took, the empty loop
 // included. bench/run.php says which modules are loaded.
-//
-//   workload.php NAME COUNT
+// BENCH_NAME and BENCH_COUNT in the environment say what to run, and how often.
 
-[, $name, $count] = $argv ?? [null, $_SERVER['BENCH_NAME'], (int)$_SERVER['BENCH_COUNT']];
+$name = $_SERVER['BENCH_NAME'];
+$count = (int)$_SERVER['BENCH_COUNT'];
 
 if ($name === 'query') {
     $database = new PDO('sqlite::memory:');
@@ -37,6 +37,11 @@ switch ($name) {
     case 'query':
         for ($i = 0; $i < $count; $i++) {
             $database->query('select 1');
+        }
+        break;
+    case 'shell command':
+        for ($i = 0; $i < $count; $i++) {
+            shell_exec('true');
         }
         break;
     case 'read':
