@@ -23,9 +23,8 @@ std::string without_nul(std::string text) {
 }
 
 QueryFinding test_query(IPhpHelp& agent, const std::string& function_name,
-                        const std::string& whole_query) {
+                        const std::string& query) {
   QueryFinding finding;
-  const std::string query = without_nul(whole_query);
   if (agent.lookup_sql(query.c_str(), &finding.detail)) {
     finding.kind = "sql_query_regex";
   } else if (agent.match_sql(query.c_str(), without_nul(php_request_value_strings()).c_str())) {
@@ -45,13 +44,14 @@ bool CCommonUtil::is_safe_sql_query(const std::string& function_name) {
   const int mode = block_mode(vorgate::BlockCategory::query_injection);
   for (const arginfo& argument : arguments) {
     if (argument.type != arginfo::string) continue;
-    const QueryFinding found = test_query(agent, function_name, argument.sval);
+    const std::string query = without_nul(argument.sval);
+    const QueryFinding found = test_query(agent, function_name, query);
     if (found.kind == nullptr) continue;
 
     HttpInfo info;
     if (!open_record(info, CallStack::without)) return true;
     send_finding({vorgate::EventCode::query_injection, vorgate::BlockCategory::query_injection,
-                  found.kind, found.detail.c_str(), "command", argument.sval.c_str()},
+                  found.kind, found.detail.c_str(), "command", query.c_str()},
                  mode, info);
     // Exactly 1, unlike everywhere else: any other mode lets the query run.
     return mode != 1;

@@ -11,7 +11,6 @@ cookie=(uid=eve)
 --FILE--
 <?php
 require __DIR__ . '/../events.inc';
-require __DIR__ . '/../fixtures/slapd.inc';
 $ldif = "dn: dc=example\nobjectClass: dcObject\nobjectClass: organization\no: x\n";
 foreach (['jdoe', 'eve'] as $uid) {
     $ldif .= "\ndn: uid=$uid,dc=example\nobjectClass: inetOrgPerson\ncn: $uid\nsn: $uid\n";
@@ -19,23 +18,13 @@ foreach (['jdoe', 'eve'] as $uid) {
 $link = ldap_connect(start_slapd(own_folder(), $ldif));
 ldap_set_option($link, LDAP_OPT_PROTOCOL_VERSION, 3);
 $count = fn ($result) => $result ? ldap_count_entries($link, $result) : $result;
-show($count(ldap_search($link, 'dc=example', "(&(uid=$_GET[user])(sn=*))")));
-echo "--- untouched\n";
-show($count(ldap_search($link, 'dc=example', "(uid=$_GET[plain])", ['cn'], 0, 0)));
-show($count(ldap_search($link, 'dc=example', $_COOKIE['cookie'])));
-show($count(ldap_search($link, 'dc=example', '(uid=' . ldap_escape($_GET['user'], '', LDAP_ESCAPE_FILTER) . ')')));
-show(array_map($count, ldap_search([$link, $link], ['dc=example', 'dc=example'], '(uid=*)')));
-show(array_sum(array_map($count, ldap_search([$link, $link], 'dc=example', ['(uid=*)', "(uid=$_GET[plain])"]))));
-echo outcome(fn () => ldap_search($link, 'dc=example')), "\n";
-events();
-?>
+told($count(ldap_search($link, 'dc=example', "(&(uid=$_GET[user])(sn=*))")));
+$escaped = ldap_escape($_GET['user'], '', LDAP_ESCAPE_FILTER);
+$search = fn ($filter) => $count(ldap_search($link, 'dc=example', $filter, ['cn'], 0, 0));
+told($search("(uid=$_GET[plain])"), $search($_COOKIE['cookie']), $search("(uid=$escaped)"));
+told(array_map($count, ldap_search([$link, $link], ['dc=example', 'dc=example'], '(uid=*)')),
+    array_sum(array_map($count, ldap_search([$link, $link], 'dc=example', ['(uid=*)', "(uid=$_GET[plain])"]))));
 --EXPECT--
-<br/>Command Execute Not Allowed @VARNO 2020-2030<br/>false
---- untouched
-1
-1
-0
-[2,2]
-3
-ArgumentCountError: ldap_search() expects at least 3 arguments, 2 given
-ldap_injection 0x20001 blocked: sql_query_regex | ldap_search | command | (&(uid=*)(uid=*)(sn=*))
+[Command Execute Not Allowed]false <- ldap_injection 0x20001 blocked: sql_query_regex | ldap_search | command | (&(uid=*)(uid=*)(sn=*))
+1, 1, 0
+[2,2], 3

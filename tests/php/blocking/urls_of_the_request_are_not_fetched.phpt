@@ -11,23 +11,17 @@ $root = own_folder(['page.txt' => 'page', 'fetch.php' => '<?php
     $curl = curl_init();
     $results[] = curl_setopt($curl, CURLOPT_URL, $url);
     $results[] = curl_setopt($curl, 10002, new SplFileInfo($url));
-    $results[] = curl_setopt($curl, CURLOPT_URL, null);
     $results[] = curl_setopt($curl, CURLOPT_USERAGENT, $url);
     $results[] = curl_setopt_array($curl, [CURLOPT_RETURNTRANSFER => true, CURLOPT_HTTPHEADER => ["A: b"]]);
     curl_setopt($curl, CURLOPT_URL, "$_GET[base]./page.txt");
     $results[] = curl_exec($curl);
     echo json_encode($results);']);
 [$files] = start_php_server($root);
-[$server, $pid] = start_php_server($root);
+[$request, $pid] = start_worker($root);
 foreach (["{$files}page.txt", "file://$root/page.txt"] as $url) {
-    $query = http_build_query(['url' => $url, 'base' => $files]);
-    echo str_replace($files, 'FILES/', file_get_contents("{$server}fetch.php?$query")), "\n";
+    $page = $request('fetch.php', http_build_query(['url' => $url, 'base' => $files])) . heard($pid) . "\n";
+    echo str_replace($files, 'FILES/', $page);
 }
-ob_start(fn ($text) => str_replace($files, 'FILES/', $text));
-events($pid);
-?>
 --EXPECT--
-<br/>Command Execute Not Allowed @VARNO 2020-2030<br/><br/>Command Execute Not Allowed @VARNO 2020-2030<br/><br/>Command Execute Not Allowed @VARNO 2020-2030<br/>[false,false,false,true,true,true,"page"]
-<br/>Command Execute Not Allowed @VARNO 2020-2030<br/><br/>Command Execute Not Allowed @VARNO 2020-2030<br/><br/>Command Execute Not Allowed @VARNO 2020-2030<br/>[false,false,false,true,true,true,"page"]
-request_forgery 0x2000e blocked: connect | curl_ssrf | connect | FILES/page.txt (3 times)
-request_forgery 0x2000e blocked: read | curl_ssrf | read | file://FOLDER/page.txt (3 times)
+[Command Execute Not Allowed][Command Execute Not Allowed][Command Execute Not Allowed][false,false,false,true,true,"page"] <- request_forgery 0x2000e blocked: connect | curl_ssrf | connect | FILES/page.txt (3 times)
+[Command Execute Not Allowed][Command Execute Not Allowed][Command Execute Not Allowed][false,false,false,true,true,"page"] <- request_forgery 0x2000e blocked: read | curl_ssrf | read | file://FOLDER/page.txt (3 times)

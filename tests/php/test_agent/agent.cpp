@@ -1,46 +1,39 @@
-// An agent that answers by rules written into what it is asked about and into the
-// environment, and writes down every question. With it, scenarios reach each
-// branch of the module that depends on an agent's answer.
-//
+// An agent that answers by rules and writes down what it is asked; events it writes
+// as the local agent does. With it, scenarios reach each branch of the module that
+// depends on an agent's answer.
 //   lookup_sql     true when the query holds "/*pattern*/"
 //   match_sql      true when the query holds "/*value*/"
 //   scan_webshell  true when the code holds "/*family*/"
 //   scan_script    true when the code holds "/*shell*/"
 //   send_upload    refuses a path that holds "refused"
-// and by environment variables, which a script can set with putenv:
-//   VORGATE_TEST_MODE    the answer of get_block_mode (1 where it is not set)
-//   VORGATE_TEST_EXEMPT  where it is set, requests are exempt
-// The log is the file that VORGATE_TEST_LOG names.
+// By environment variables, which a script can set with putenv: VORGATE_TEST_MODE is
+// the answer of get_block_mode (else 1), and with VORGATE_TEST_EXEMPT requests are
+// exempt. VORGATE_TEST_LOG names the log.
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <fstream>
 #include <string>
 
 #include <nlohmann/json.hpp>
 
+#include "event_json.h"
 #include "vorgate/php_help.h"
 
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-void write_line(const Json& what) {
-  Json line{{"pid", getpid()}};
-  line.update(what);
-  const std::string text = line.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n';
-  const char* path = std::getenv("VORGATE_TEST_LOG");
-  std::FILE* log = path != nullptr ? std::fopen(path, "a") : nullptr;
-  if (log == nullptr) return;
-  std::fwrite(text.data(), 1, text.size(), log);
-  std::fclose(log);
+void write_line(const std::string& line) {
+  std::ofstream(std::getenv("VORGATE_TEST_LOG"), std::ios::app) << line;
 }
 
 template <typename Answer>
 Answer answer(const char* question, const std::string& of, Answer value) {
-  write_line({{"asked", question}, {"of", of}, {"answer", Json(value).dump()}});
+  const Json line{
+      {"pid", getpid()}, {"asked", question}, {"of", of}, {"answer", Json(value).dump()}};
+  write_line(line.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n');
   return value;
 }
 
@@ -51,21 +44,14 @@ bool holds(const std::string& text, const char* mark) {
 class TestAgent final : public IPhpHelp {
  public:
   int send_event(unsigned int code, const char* kind, const char* detail, const char* target,
-                 const char* subject, int allowed, int plain, const MQ_HttpInfo*) override {
-    const char* verdict = plain != 0 ? "plain" : allowed != 0 ? "allowed" : "stopped";
-    write_line({{"event", "event"},
-                {"code", code},
-                {"verdict", verdict},
-                {"kind", kind},
-                {"detail", detail},
-                {"target", target},
-                {"subject", subject}});
+                 const char* subject, int allowed, int, const MQ_HttpInfo* info) override {
+    write_line(
+        vorgate::agent::event_line({code, kind, detail, target, subject, allowed != 0, info}, 0));
     return 0;
   }
-  int send_upload(const char* function, const char* path, const MQ_HttpInfo* info) override {
-    return answer("send_upload",
-                  std::string(function) + ", " + path + ", " + info->upload_file_name,
-                  std::strstr(path, "refused") != nullptr ? 0 : 1);
+  int send_upload(const char* function, const char* path, const MQ_HttpInfo*) override {
+    return answer("send_upload", std::string(function) + ", " + path,
+                  holds(path, "refused") ? 0 : 1);
   }
   bool match_sql(const char* query, const char* values) override {
     return answer("match_sql", std::string(query) + ", " + values, holds(query, "/*value*/"));
@@ -78,8 +64,8 @@ class TestAgent final : public IPhpHelp {
   }
   int get_block_mode(int category) override {
     const char* mode = std::getenv("VORGATE_TEST_MODE");
-    return answer("get_block_mode", std::to_string(category),
-                  mode != nullptr ? std::atoi(mode) : 1);
+    const int value = mode != nullptr ? std::atoi(mode) : 1;
+    return answer("get_block_mode", std::to_string(category), value);
   }
   bool is_white_listed(const char*, const char*, const char*, const char*) override {
     const bool exempt = std::getenv("VORGATE_TEST_EXEMPT") != nullptr;
