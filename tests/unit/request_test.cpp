@@ -1,9 +1,11 @@
-#include <set>
 #include <string>
+#include <vector>
 
 #include "host/watched_request.h"
 #include "request/http_info.h"
 #include "request/parameters.h"
+#include "stack/backtrace.h"
+#include "stack/render.h"
 
 using host::globals;
 using host::json;
@@ -11,48 +13,48 @@ using host::Lines;
 using host::state;
 using namespace std::string_literals;
 
+const std::string longest(10000, 'x');
+
 class Request : public WatchedRequest {
  protected:
   Request() {
-    sapi.request_uri = host::c_string("/r?x=1");
-    sapi.path_translated = host::c_string("/srv/r.php");
-    sapi.query_string = host::c_string("x=1");
-    sapi.cookie_data = host::c_string("c=2");
+    sapi.request_uri = c_string("/r?x=1");
+    sapi.path_translated = c_string("/srv/r.php");
+    sapi.query_string = c_string("x=1");
+    sapi.cookie_data = c_string("c=2");
     sapi.request_method = "GET";
     sapi.content_type = "text/plain";
-    globals().core.auto_globals_jit = 1;
-    state().server = {{"SERVER_NAME", "shop"},
-                      {"REMOTE_ADDR", "::1"},
-                      {"HTTP_X_FORWARDED_FOR", "10.0.0.9"},
-                      {"HTTP_USER_AGENT", "ua"},
-                      {"HTTP_REFERER", "ref"}};
-    state().frames = {"main"};
+    globals.core.auto_globals_jit = 1;
+    state.frames = {{{"function", "main"}}};
   }
+  static char* c_string(const std::string& text) { return host::value(text).value.str->val; }
   std::string query(const char* method, const std::string& text, const json& post) {
     sapi.request_method = method;
-    sapi.query_string = host::c_string(text);
+    sapi.query_string = c_string(text);
     host::set_request_array(TRACK_VARS_POST, post);
     HttpInfo info;
     php_get_left_http_info(info, false);
     return info.query_string;
   }
-  sapi_request_info& sapi = globals().sapi.request_info;
+  sapi_request_info& sapi = globals.sapi.request_info;
 };
 
 TEST_F(Request, RecordReachesTheAgentInItsOrder) {
+  state.server = json::parse(R"({"#": "n", "SERVER_NAMES": "longer", "Server_Name": ["x"],
+    "sERVER_NAME": {"$": "undef"}, "server_name": "shop", "SERVER_NAME": "second",
+    "REMOTE_ADDR": "::1", "HTTP_X_FORWARDED_FOR": "10.0.0.9", "HTTP_USER_AGENT": "ua",
+    "HTTP_REFERER": "ref"})");
   engine.check_command_exec("exec", "true");
   EXPECT_EQ(agent.record, (Lines{"shop", "/srv/r.php", "/r?x=1", "x=1", "GET", "::1", "ua", "ref",
                                  "c=2", "10.0.0.9", "text/plain", "", "", "main()\n"}));
   EXPECT_EQ(agent.exempt, (Lines{"shop", "/r?x=1", "::1", "10.0.0.9"}));
-  engine.check_socket_connect("fsockopen", "h");
-  EXPECT_EQ(agent.record[13], "") << "taken only for what needs it";
-  HttpInfo info;
-  EXPECT_EQ(engine.report_event(1, "", "", "", "", 0, 0, info), 7);
-
+  const int asked = state.server_requests;
   sapi = {};
-  state().server = json::object();
+  globals.core.auto_globals_jit = 0;  // made at the start already
+  globals.core.http_globals[TRACK_VARS_SERVER] = host::value("no array");
   engine.check_socket_connect("fsockopen", "h");
-  EXPECT_EQ(agent.record, Lines(14));
+  EXPECT_EQ(agent.record, Lines(14)) << "the stack is taken only for what needs it";
+  EXPECT_EQ(state.server_requests, asked);
 }
 
 TEST_F(Request, FormFieldsFollowTheQuery) {
@@ -61,96 +63,51 @@ TEST_F(Request, FormFieldsFollowTheQuery) {
   EXPECT_EQ(query("POST", "", {{"b", "2"}}), "b=2");
   EXPECT_EQ(query("POST", "a=1", {}), "a=1");
   EXPECT_EQ(query("post", "a=1", {{"b", "2"}}), "a=1");
-  const std::string large(5000, 'q');
-  EXPECT_EQ(query("POST", large, {{"b", large}}), large + "&b=" + large.substr(0, 4094));
-}
-
-TEST_F(Request, ServerEntriesAreFoundInOrderWhateverTheirCase) {
-  state().server = json::parse(R"({"#": "n", "SERVER_NAMES": "longer", "Server_Name": ["x"],
-    "sERVER_NAME": {"$": "undef"}, "server_name": "first\u0000byte", "SERVER_NAME": "second"})");
-  EXPECT_EQ(php_get_info(TRACK_VARS_SERVER, "SERVER_NAME", 11), "first\0byte"s);
-  EXPECT_EQ(php_get_info(TRACK_VARS_GET, "SERVER_NAME", 11), "");
-  EXPECT_EQ(state().server_requests, 1);
-  globals().core.auto_globals_jit = 0;
-  globals().core.http_globals[TRACK_VARS_SERVER] = host::value("no array");
-  EXPECT_EQ(php_get_info(TRACK_VARS_SERVER, "SERVER_NAME", 11), "");
-  EXPECT_EQ(state().server_requests, 1) << "made at the start already";
-}
-
-TEST_F(Request, UploadNameIsThatOfTheFirstSingleFile) {
-  host::set_request_array(TRACK_VARS_FILES, json::parse(R"({"#": {"name": "numeric"},
-    "many": {"name": ["a", "b"]}, "one": {"type": "t", "NAME": "c.jpg"}, "two": {"name": "d"}})"));
-  sapi.content_type = "multipart/form-data; boundary=x";
-  engine.check_create_file("copy", "/x");
-  EXPECT_EQ(agent.record[12], "c.jpg");
-  sapi.content_type = "multipart/form-data; bound=x";
-  engine.check_create_file("copy", "/x");
-  EXPECT_EQ(agent.record[12], "");
-}
-
-TEST_F(Request, ArraysAreAbsentOnceTheEngineMayHaveGivenThemUp) {
-  get("id");
-  host::set_request_array(TRACK_VARS_SERVER, state().server);
-  const auto expect_found = [&](bool parameter, bool server) {
-    engine.check_command_exec("exec", "id");
-    EXPECT_EQ(agent.log.back().substr(0, 5), parameter ? "20011" : "0 exe");
-    EXPECT_EQ(agent.record[0], server ? "shop" : "");
-    EXPECT_EQ(agent.record[2], "/r?x=1");
-  };
-  expect_found(true, true);
-  const int asked = state().server_requests;
-  const zend_refcounted_h& held = *globals().core.http_globals[TRACK_VARS_GET].value.counted;
-  const uint32_t holds = held.refcount;
-  zend_api::note_request_end();
-  EXPECT_EQ(held.refcount, holds + 1);  // or the engine would free it under our eyes
-  expect_found(true, true);
-  globals().executor.valid_symbol_table = 0;
-  expect_found(false, false);
-  zend_api::note_request_start();
-  expect_found(false, false);
-  EXPECT_EQ(state().server_requests, asked);
+  EXPECT_EQ(query("POST", longest, {{"b", longest}}), longest + "&b=" + longest.substr(0, 4094));
 }
 
 TEST_F(Request, GathersNamedValuesAndBareNames) {
   host::set_request_array(TRACK_VARS_GET, json::parse(R"({"a": "1", "gone": {"$": "undef"},
     "#": "numeric", "x_y_z": "", "bare": "", "list": ["leaf"], "nul": "a\u0000b", "int": 5})"));
-  host::set_request_array(TRACK_VARS_POST, {{"p", "1"}, {"p_q", ""}});
+  host::set_request_array(TRACK_VARS_POST, {{"p", "2"}, {"p_q", ""}});
   host::set_request_array(TRACK_VARS_COOKIE, {{"c", "3"}, {"c_d", ""}});
-  const Lines all{"kept", "1", "x_y_z", "x y_z", "x.y_z", "bare", "a\0b"s, "1", "3"};
-  const struct {
-    int type;
-    std::ptrdiff_t first, last;  // of `all`
-  } table[] = {{PARAM_GET, 1, 7},      {PARAM_POST, 7, 8}, {PARAM_COOKIE, 8, 9},
-               {PARAM_GET_POST, 1, 8}, {PARAM_ALL, 1, 9},  {9, 1, 9}};
-  for (const auto& row : table) {
-    Lines gathered{"kept"};
-    engine.get_all_parameters(gathered, static_cast<eParamType>(row.type));
-    Lines expected(all.begin() + row.first, all.begin() + row.last);
-    expected.insert(expected.begin(), "kept");
-    EXPECT_EQ(gathered, expected) << row.type;
-  }
-  EXPECT_EQ(php_request_raw_strings(TRACK_VARS_GET), "a=1&x_y_z=&bare=&list&nul=a\0b&int"s);
-  EXPECT_EQ(php_request_value_strings(), "a=1&x_y_z=&bare=&nul=a\0b&p=1&p_q="s);
-  host::set_request_array(TRACK_VARS_GET, {});
-  EXPECT_EQ(php_request_value_strings(), "p=1&p_q=");
+  Lines gathered{"kept"};
+  engine.get_all_parameters(gathered, PARAM_ALL);
+  EXPECT_EQ(gathered, (Lines{"kept", "1", "x_y_z", "x y_z", "x.y_z", "bare", "a\0b"s, "2", "3"}));
+  EXPECT_EQ(php_request_value_strings(), "a=1&x_y_z=&bare=&nul=a\0b&p=2&p_q="s);
 }
 
-TEST_F(Request, TaintTestsHaveOneDirection) {
-  get("cmd=ls\0 -la"s);
-  host::set_request_array(TRACK_VARS_COOKIE, {{"c", "/etc/passwd"}});
-  for (const char* part : {"ls", "-la", ""}) EXPECT_TRUE(engine.is_param_contain_str(part));
-  for (const std::string& other : {"cmd=ls\0 -la."s, "LS"s, "/etc/passwd"s}) {
-    EXPECT_FALSE(engine.is_param_contain_str(other)) << other;
+TEST_F(Request, StackKeepsScalarsAndCutsStrings) {
+  state.frames = json::parse(R"([5, {"file": "/main.php", "Line": 3, "FUNCTION": "f", "#": "h",
+    "functions": "g", "class": "C", "args": [null, false, 2.5]}, {"line": "7", "args": 1}, {}])");
+  state.frames[1]["args"].push_back(longest);
+  std::vector<backtraceInfo> frames;
+  get_backtrace_info(3, frames, false, 9);
+  ASSERT_EQ(frames.size(), 2U) << "what is no frame counts, and yields none";
+  EXPECT_EQ(frames[0].file + frames[0].class_name + frames[0].function, "/main.phpCf");
+  EXPECT_TRUE(frames[0].line == 3 && frames[1].line == -1);
+  const std::vector<arginfo>& args = frames[0].args;
+  ASSERT_EQ(args.size(), 3U);
+  EXPECT_TRUE(args[1].type == arginfo::floating && args[1].dval == 2.5);
+  EXPECT_EQ(args[2].sval.size(), 9U);
+  std::vector<arginfo> innermost = args;
+  get_args_info(innermost);
+  EXPECT_EQ(innermost.size(), 3U) << "left as it is by a frame without arguments";
+  state.frames.erase(0);
+  get_args_info(innermost);
+  EXPECT_EQ(innermost[2].sval.size(), 4096U);
+}
+
+TEST_F(Request, StackIsRenderedAsAgentsKnowThem) {
+  for (const json& row : cases("rendered_frames.json")) {
+    state.frames = json::array({row[0]});
+    EXPECT_EQ(format_debug_backtrace_str(16), row[1]);
   }
-  EXPECT_TRUE(engine.is_param_equal_str("/etc/passwd"));
-  for (const char* other : {"/etc/passwd2", "/ETC/PASSWD", "/etc"}) {
-    EXPECT_FALSE(engine.is_param_equal_str(other)) << other;
-  }
-  Lines parameters{"a\0needle"s, "needle 1", "needle 2", "needle 1"};
-  std::set<std::string> found;
-  EXPECT_TRUE(engine.find_str_in_parameters(parameters, "needle", found, true));
-  EXPECT_TRUE(found.empty());
-  EXPECT_TRUE(engine.find_str_in_parameters(parameters, "needle", found, false));
-  EXPECT_EQ(found, (std::set<std::string>{"needle 1", "needle 2"}));
-  EXPECT_FALSE(engine.find_str_in_parameters(parameters, "needle 3", found, false));
+  state.frames = json(20, {{"function", "f"}, {"args", {longest}}});
+  engine.check_command_exec("exec", "true");
+  EXPECT_EQ(agent.record[13].size(), 16 * (1024 + std::string("f()\n").size()));
+}
+
+TEST_F(Request, StackTextTurnsIntoAChain) {
+  for (const json& row : cases("chains.json")) EXPECT_EQ(resort_stack_info(row[0]), row[1]);
 }

@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,7 +21,7 @@ namespace vorgate::agent::test {
 class Folder {
  public:
   Folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "agent-XXXXXX").string();
+    std::string name = std::filesystem::temp_directory_path() / "agent-XXXXXX";
     path_ = mkdtemp(name.data());
   }
   Folder(const Folder&) = delete;
@@ -34,48 +33,38 @@ class Folder {
   std::string path_;
 };
 
-inline std::string read(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-// In one step, as an administrator should.
-inline void replace(const std::string& path, const std::string& text) {
+// In one step, as an administrator should. Answers the path.
+inline std::string replace(const std::string& path, const std::string& text) {
   std::ofstream(path + ".new", std::ios::binary) << text;
   std::filesystem::rename(path + ".new", path);
+  return path;
 }
 
-struct Lines {
-  std::vector<nlohmann::json> whole;
-  int torn = 0;  // lines that are not JSON, an end without a line end included
-};
-
-inline Lines read_lines(const std::string& path) {
-  Lines lines;
+// The lines of a file. What is not JSON, or has no line end, is_discarded().
+inline std::vector<nlohmann::json> read_lines(const std::string& path) {
+  std::vector<nlohmann::json> lines;
   std::ifstream file(path, std::ios::binary);
   for (std::string line; std::getline(file, line);) {
-    auto object = nlohmann::json::parse(line, nullptr, false);
-    if (object.is_discarded() || file.eof()) {
-      ++lines.torn;
-    } else {
-      lines.whole.push_back(std::move(object));
-    }
+    lines.push_back(nlohmann::json::parse(file.eof() ? "" : line, nullptr, false));
   }
   return lines;
 }
 
+// The cases of a file in tests/data.
+inline std::vector<nlohmann::json> read_cases(const std::string& name) {
+  const auto cases = read_lines(TEST_DATA "/" + name);
+  EXPECT_FALSE(cases.empty()) << name;
+  return cases;
+}
+
 // An agent whose policy says no more than where the log is.
 struct LoggingAgent {
-  explicit LoggingAgent(const Folder& folder, const std::string& log = "events")
-      : log_path(folder / log), agent(policy(folder)) {}
-  std::string policy(const Folder& folder) const {
-    replace(folder / "agent.toml", "[log]\npath = \"" + log_path + "\"\n");
-    return folder / "agent.toml";
-  }
+  explicit LoggingAgent(const Folder& folder)
+      : log_path(folder / "events"),
+        agent(replace(folder / "agent.toml", "log.path = '" + log_path + "'\n")) {}
   void send(const std::string& subject) {
-    const IPhpHelp::MQ_HttpInfo info{};
-    agent.send_event(0x20011, "execute_command", "system", "command", subject.c_str(), 1, 0, &info);
+    agent.send_event(0x20011, "execute_command", "system", "command", subject.c_str(), 1, 0,
+                     nullptr);
   }
   std::string log_path;
   Agent agent;

@@ -5,8 +5,7 @@
 // symbols, each thread's globals, values in the engine's layout, calls, output,
 // log and long jumps. Tests write PHP values as JSON, where
 //   an array is a list, an object an array with keys; "#..." is a numeric key;
-//   {"$": "object"}, "resource" and "undef" (a deleted slot) are what they say;
-//   a frame of the backtrace is "function", "class::method" or [either, arguments].
+//   {"$": "object"}, "resource" and "undef" (a deleted slot) are what they say.
 
 #include <string>
 #include <string_view>
@@ -23,7 +22,6 @@ using Lines = std::vector<std::string>;
 
 // What is made here lives until the calling thread ends.
 zval value(const json& data);
-char* c_string(std::string_view text);
 
 struct Globals {
   zend_compiler_globals compiler{};
@@ -34,53 +32,52 @@ struct Globals {
 
 // How the calling thread's engine behaves, and what it was made to do.
 struct State {
-  json frames = json::array();  // of the running script, innermost first
-  json server;                  // what _SERVER becomes when it is asked for
-  bool compile_fails = false;
-  // PHP code that runs at such a moment.
-  void (*on_handler)() = nullptr;
-  void (*on_output)() = nullptr;
-  void (*on_backtrace)() = nullptr;
-  void (*on_server)() = nullptr;
-  void (*on_log)() = nullptr;
-  const char* (*to_string)() = nullptr;
+  json frames = json::array();        // of the running script, innermost first
+  json server;                        // what _SERVER becomes when it is asked for
+  const char* object_text = nullptr;  // what objects turn into, if they do
+  // Where PHP code leaves by long jump: "backtrace", "conversion", "handler", "log",
+  // "output" or "server".
+  std::string_view leaves_at;
 
-  Lines ran;       // functions whose own handler ran
-  Lines warnings;  // of the parameter parser
-  Lines compiled;
+  Lines ran;  // functions whose own handler ran
   Lines log;  // "severity message"
   std::string output;
   int server_requests = 0;
   int backtraces = 0;  // fetched and not released
 };
 
-Globals& globals();
-State& state();
-// A new request on this thread; reset makes the hooks PHP's own again as well.
-void new_request();
+inline thread_local Globals globals;
+inline thread_local State state;
+// A new request on this thread, and the hooks PHP's own again.
 void reset();
 
 // A function whose handler notes that it ran and answers 42.
-zend_internal_function& function(std::string_view name);
-// Fills the function table: keys, and the functions behind them.
-void define_functions(const json& names);
+zend_internal_function& function(const std::string& name);
+// Fills this thread's function table.
+void define_functions(const Lines& names);
 void set_request_array(int track, const json& entries);
-
-// Leaves the running call as exit and exhaustion do.
-void bail();
-// Whether call() came back by itself.
-bool comes_back(void (*call)(void*), void* argument);
-template <typename Call>
-bool comes_back(Call call) {
-  return comes_back([](void* self) { (*static_cast<Call*>(self))(); }, &call);
-}
 
 // Calls a function as compiled code does; the outcome's type is IS_UNDEF when the
 // call left by long jump.
-zval call(std::string_view function, const json& arguments, bool strict = false);
+zval call(const std::string& function, const json& arguments, bool strict = false);
 
-extern zend_op_array* const compiled_code;  // what a compilation gives
-extern std::string agent_library;           // the file behind the agent's fixed path
+// Whether call() came back by itself.
+template <typename Call>
+bool comes_back(const Call& call) {
+  sigjmp_buf*& target = globals.executor.bailout;
+  sigjmp_buf* const outer = target;
+  sigjmp_buf here;
+  target = &here;
+  if (sigsetjmp(here, 0) != 0) {
+    target = outer;
+    return false;
+  }
+  call();
+  target = outer;
+  return true;
+}
+
+inline std::string agent_library;  // behind the agent's fixed path; "": this program
 
 }  // namespace host
 
