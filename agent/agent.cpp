@@ -1,5 +1,6 @@
 #include "agent.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
@@ -29,6 +30,17 @@ class ErrnoKept {
 
 std::string_view view(const char* text) { return text != nullptr ? text : ""; }
 
+// Out of memory, a test finds nothing.
+template <typename Test>
+bool found(Test test) noexcept {
+  const ErrnoKept errno_kept;
+  try {
+    return test();
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 Agent::Agent(std::string policy_path) : policy_(std::move(policy_path)) {}
@@ -55,34 +67,26 @@ int Agent::get_block_mode(int category) noexcept {
 
 bool Agent::is_white_listed(const char* server_name, const char* request_uri,
                             const char* remote_addr, const char* forwarded_for) noexcept {
-  const ErrnoKept errno_kept;
-  const auto policy = policy_.read();
-  try {
-    return policy->exempts(view(server_name), view(request_uri), view(remote_addr),
-                           view(forwarded_for));
-  } catch (const std::exception&) {
-    return false;
-  }
+  return found([&] {
+    return policy_.read()->exempts(view(server_name), view(request_uri), view(remote_addr),
+                                   view(forwarded_for));
+  });
 }
 
 bool Agent::match_sql(const char* query, const char* values) noexcept {
-  const ErrnoKept errno_kept;
-  try {
-    return sql::is_injected(view(query), view(values));
-  } catch (const std::exception&) {
-    return false;
-  }
+  return found([&] { return sql::is_injected(view(query), view(values)); });
 }
 
 void Agent::reserved_operation() noexcept {}
 
 bool Agent::lookup_sql(const char* query, std::string* detail) noexcept {
-  const ErrnoKept errno_kept;
-  try {
-    return sql::shipped_rules().match(view(query), detail);
-  } catch (const std::exception&) {
-    return false;
-  }
+  return found([&] {
+    const std::string form = sql::normalise(view(query));
+    if (sql::shipped_rules().match(form, detail)) return true;
+    const auto policy = policy_.read();
+    return std::any_of(policy.rules().begin(), policy.rules().end(),
+                       [&](const sql::RuleSet& rules) { return rules.match(form, detail); });
+  });
 }
 
 int Agent::scan_script(const char*, int) noexcept { return 0; }

@@ -13,7 +13,7 @@ namespace vorgate::agent {
 // The operations' contracts are those of IPhpHelp. Any thread, no lock; errno is
 // left as it was found.
 //
-// Not there yet: the SQL tests and the script scanners find nothing.
+// Not there yet: the script scanners find nothing.
 class Agent final : public IPhpHelp {
  public:
   // Reads the policy file at once; see PolicySource for what follows.

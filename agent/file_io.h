@@ -4,6 +4,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace vorgate::agent {
@@ -29,6 +31,10 @@ class Descriptor {
 // that a broken pipe or a file size limit sends: they would end a process that
 // does not expect them. Answers as write(2) does; may write less than asked.
 ssize_t write_quietly(int descriptor, std::string_view bytes) noexcept;
+
+// The whole text of a policy or rule file. Does not wait, whatever stands at
+// `path`. On failure there is no value, and `error` says "path: reason".
+std::optional<std::string> read_file(const std::string& path, std::string* error);
 
 }  // namespace vorgate::agent
 

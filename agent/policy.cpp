@@ -4,11 +4,8 @@
 #include <array>
 #include <utility>
 
-#define TOML_HEADER_ONLY 1
-#define TOML_ENABLE_FORMATTERS 0
-#include <toml++/toml.h>
-
 #include "categories.h"
+#include "toml_reader.h"
 
 namespace vorgate::agent {
 namespace {
@@ -39,11 +36,21 @@ std::string_view plain_path(std::string_view uri) {
   return path;
 }
 
-// Turns the parsed document into a policy and keeps the fault that comes first
-// in the file.
-class Reader {
+// Does a request URI lie at or below `prefix`, on a border of path segments? The
+// query does not matter. Never true for a path that servers, proxies and
+// applications could read in different ways: with a "." or ".." segment, "//",
+// "%", "\", ";", "#", a control character or a byte beyond ASCII, or not
+// starting with "/".
+bool uri_is_below(std::string_view request_uri, std::string_view prefix) {
+  const std::string_view path = plain_path(request_uri);
+  if (path.substr(0, prefix.size()) != prefix || prefix.empty()) return false;
+  return path.size() == prefix.size() || prefix.back() == '/' || path[prefix.size()] == '/';
+}
+
+// Turns a parsed document into a policy.
+class PolicyReader : public TomlReader {
  public:
-  explicit Reader(const std::string& file) : file_(file) {}
+  using TomlReader::TomlReader;
 
   Policy read(const toml::table& document) {
     Policy policy;
@@ -51,42 +58,44 @@ class Reader {
       if (key == "enforcement") {
         policy.enforcement = static_cast<Enforcement>(choice(node, enforcement_names));
       } else if (key == "modes") {
-        policy.report_only = modes(node);
+        read_modes(node, &policy);
       } else if (key == "allow") {
-        policy.allow = allow(node);
+        read_allow(node, &policy);
       } else if (key == "trusted_proxies") {
-        policy.trusted_proxies = networks(node);
+        for (const toml::node& element : list(node, "[\"192.0.2.0/24\", ...]")) {
+          policy.trusted_proxies.push_back(network(element));
+        }
       } else if (key == "log") {
-        log(node, &policy);
+        read_log(node, &policy);
+      } else if (key == "sql") {
+        read_sql(node, &policy);
       } else {
-        unknown(key, "enforcement, modes, allow, trusted_proxies, log");
+        unknown(key, "enforcement, modes, allow, trusted_proxies, log, sql");
       }
     }
     return policy;
   }
 
-  void refuse(const toml::source_region& where, const std::string& reason) {
-    if (!error_.empty() && !(where.begin < where_)) return;
-    where_ = where.begin;
-    error_ = file_ + ":" + std::to_string(where_.line) + ":" + std::to_string(where_.column) +
-             ": " + reason;
-  }
-
-  const std::string& error() const { return error_; }
-
  private:
-  void unknown(const toml::key& key, const std::string& known) {
-    refuse(key.source(), "unknown key '" + std::string(key.str()) + "'; known here: " + known);
+  // What is no table or list reads like an empty one.
+  const toml::table& table(const toml::node& node, const std::string& name) {
+    static const toml::table& none = *new toml::table;
+    if (node.is_table()) return *node.as_table();
+    refuse(node.source(), "not a table; write [" + name + "] on a line of its own");
+    return none;
   }
 
-  // A string that says something. A null byte would cut a path short.
-  std::string text(const toml::node& node) {
-    const auto* value = node.as_string();
-    if (value == nullptr || value->get().empty() || value->get().find('\0') != std::string::npos) {
-      refuse(node.source(), "not a text; write one in double quotes, not empty");
-      return {};
-    }
-    return value->get();
+  const toml::array& list(const toml::node& node, const std::string& remedy) {
+    static const toml::array& none = *new toml::array;
+    if (node.is_array()) return *node.as_array();
+    refuse(node.source(), "not a list; write " + remedy);
+    return none;
+  }
+
+  std::string absolute_path(const toml::node& node) {
+    const std::string path = text(node);
+    if (path.substr(0, 1) != "/") refuse(node.source(), "not an absolute path; start with '/'");
+    return path;
   }
 
   template <std::size_t N>
@@ -114,14 +123,8 @@ class Reader {
     return network.value_or(Network{});
   }
 
-  unsigned int modes(const toml::node& node) {
-    unsigned int report_only = 0;
-    const toml::table* table = node.as_table();
-    if (table == nullptr) {
-      refuse(node.source(), "not a table; write [modes] on a line of its own");
-      return report_only;
-    }
-    for (const auto& [key, mode] : *table) {
+  void read_modes(const toml::node& node, Policy* policy) {
+    for (const auto& [key, mode] : table(node, "modes")) {
       std::string known;
       const NamedCategory* category = nullptr;
       for (const NamedCategory& each : categories) {
@@ -131,21 +134,15 @@ class Reader {
       if (category == nullptr) {
         unknown(key, known);
       } else if (choice(mode, mode_names) == 0) {
-        report_only |= 1u << static_cast<unsigned int>(category->category);
+        policy->report_only |= 1u << static_cast<unsigned int>(category->category);
       }
     }
-    return report_only;
   }
 
-  std::vector<AllowEntry> allow(const toml::node& node) {
-    std::vector<AllowEntry> entries;
-    const toml::array* array = node.as_array();
-    if (array == nullptr) {
-      refuse(node.source(), "not a list; write [[allow]] with double brackets");
-      return entries;
+  void read_allow(const toml::node& node, Policy* policy) {
+    for (const toml::node& element : list(node, "[[allow]] with double brackets")) {
+      policy->allow.push_back(allow_entry(element));
     }
-    for (const toml::node& element : *array) entries.push_back(allow_entry(element));
-    return entries;
   }
 
   AllowEntry allow_entry(const toml::node& node) {
@@ -176,38 +173,27 @@ class Reader {
     return entry;
   }
 
-  std::vector<Network> networks(const toml::node& node) {
-    std::vector<Network> list;
-    const toml::array* array = node.as_array();
-    if (array == nullptr) {
-      refuse(node.source(), "not a list; write [\"192.0.2.0/24\", ...]");
-      return list;
+  void read_log(const toml::node& node, Policy* policy) {
+    for (const auto& [key, value] : table(node, "log")) {
+      if (key == "path") {
+        policy->log_path = absolute_path(value);
+      } else {
+        unknown(key, "path");
+      }
     }
-    for (const toml::node& element : *array) list.push_back(network(element));
-    return list;
   }
 
-  void log(const toml::node& node, Policy* policy) {
-    const toml::table* table = node.as_table();
-    if (table == nullptr) {
-      refuse(node.source(), "not a table; write [log] on a line of its own");
-      return;
-    }
-    for (const auto& [key, value] : *table) {
-      if (key != "path") {
-        unknown(key, "path");
+  void read_sql(const toml::node& node, Policy* policy) {
+    for (const auto& [key, value] : table(node, "sql")) {
+      if (key != "rules") {
+        unknown(key, "rules");
         continue;
       }
-      policy->log_path = text(value);
-      if (policy->log_path.substr(0, 1) != "/") {
-        refuse(value.source(), "not an absolute path; start with '/'");
+      for (const toml::node& file : list(value, "[\"/etc/vorgate/rules.toml\", ...]")) {
+        policy->rule_files.push_back(absolute_path(file));
       }
     }
   }
-
-  const std::string& file_;
-  toml::source_position where_{};
-  std::string error_;
 };
 
 }  // namespace
@@ -217,12 +203,6 @@ bool Policy::blocks(int category) const {
     return static_cast<int>(each.category) == category;
   });
   return known && enforcement == Enforcement::block && ((report_only >> category) & 1) == 0;
-}
-
-bool uri_is_below(std::string_view request_uri, std::string_view prefix) {
-  const std::string_view path = plain_path(request_uri);
-  if (path.substr(0, prefix.size()) != prefix || prefix.empty()) return false;
-  return path.size() == prefix.size() || prefix.back() == '/' || path[prefix.size()] == '/';
 }
 
 std::optional<Address> Policy::client(std::string_view remote_addr,
@@ -258,13 +238,8 @@ bool Policy::exempts(std::string_view server_name, std::string_view request_uri,
 
 std::optional<Policy> parse_policy(std::string_view text, const std::string& file,
                                    std::string* error) {
-  Reader reader(file);
-  Policy policy;
-  try {
-    policy = reader.read(toml::parse(text));
-  } catch (const toml::parse_error& fault) {
-    reader.refuse(fault.source(), std::string(fault.description()) + "; correct the TOML syntax");
-  }
+  PolicyReader reader(file);
+  Policy policy = reader.read(reader.parse(text));
   if (reader.error().empty()) return policy;
   *error = reader.error();
   return std::nullopt;

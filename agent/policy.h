@@ -27,6 +27,7 @@ struct Policy {
   std::vector<AllowEntry> allow;
   std::vector<Network> trusted_proxies;
   std::string log_path = "/var/log/vorgate/events.jsonl";
+  std::vector<std::string> rule_files;  // for SQL queries, beside the shipped rules
 
   // Is a finding of this category to be stopped? Unknown numbers: no.
   bool blocks(int category) const;
@@ -42,13 +43,6 @@ struct Policy {
   // is no address: such a request matches no entry that names a client.
   std::optional<Address> client(std::string_view remote_addr, std::string_view forwarded_for) const;
 };
-
-// Does a request URI lie at or below `prefix`, on a border of path segments? The
-// query does not matter. Never true for a path that servers, proxies and
-// applications could read in different ways: with a "." or ".." segment, "//",
-// "%", "\", ";", "#", a control character or a byte beyond ASCII, or not
-// starting with "/".
-bool uri_is_below(std::string_view request_uri, std::string_view prefix);
 
 // Reads a policy file's text. On failure there is no value, and `error` says
 // "file:line:column: reason; remedy" for the first fault in the file.

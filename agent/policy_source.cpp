@@ -1,6 +1,5 @@
 #include "policy_source.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,7 +23,6 @@ constexpr int look_interval_ms = 250;
 constexpr std::int64_t settling_ns = 100'000'000;
 constexpr int settling_look_ms = 100;
 constexpr std::int64_t longest_postponement_ms = 500;
-constexpr std::size_t largest_file = 1 << 20;
 
 std::int64_t nanoseconds(const timespec& time) noexcept {
   return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
@@ -37,28 +35,6 @@ std::int64_t clock_ns(clockid_t clock) noexcept {
 }
 
 std::int64_t monotonic_ms() noexcept { return clock_ns(CLOCK_MONOTONIC_COARSE) / 1'000'000; }
-
-std::optional<std::string> read_file(const std::string& path, std::string* error) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-  std::string text(largest_file + 1, '\0');
-  std::size_t size = 0;
-  ssize_t got = file ? 1 : -1;
-  while (got > 0 && size < text.size()) {
-    do {
-      got = ::read(file.get(), text.data() + size, text.size() - size);
-    } while (got < 0 && errno == EINTR);
-    if (got > 0) size += static_cast<std::size_t>(got);
-  }
-  if (got < 0) {
-    *error = path + ": cannot be read: " + strerrordesc_np(errno);
-  } else if (size > largest_file) {
-    *error = path + ": larger than a policy can be; keep it below 1 MiB";
-  } else {
-    text.resize(size);
-    return text;
-  }
-  return std::nullopt;
-}
 
 }  // namespace
 
@@ -147,15 +123,26 @@ void PolicySource::load(const Version& version) {
   } else if (const auto text = read_file(path_, &error)) {
     policy = parse_policy(*text, path_, &error);
   }
-  if (!error.empty() && !(version == told_)) {
+  const bool is_news = !(version == told_);
+  if (!error.empty() && is_news) {
     notice(policy ? error : error + "; file refused, the policy in force stays");
   }
+  std::vector<sql::RuleSet> rules;
+  for (const std::string& file : policy ? policy->rule_files : std::vector<std::string>()) {
+    const auto text = read_file(file, &error);
+    auto set = text ? sql::RuleSet::parse(*text, file, &error) : std::nullopt;
+    if (set) {
+      rules.push_back(std::move(*set));
+    } else if (is_news) {
+      notice(error + "; rule file refused, all other rules are in force");
+    }
+  }
   told_ = version;
-  if (policy) publish(std::move(*policy));
+  if (policy) publish(std::move(*policy), std::move(rules));
 }
 
-void PolicySource::publish(Policy policy) {
-  Snapshot* old = current_.exchange(new Snapshot{std::move(policy)});
+void PolicySource::publish(Policy policy, std::vector<sql::RuleSet> rules) {
+  Snapshot* old = current_.exchange(new Snapshot{std::move(policy), std::move(rules)});
   old->next_retired = retired_;
   retired_ = old;
   reclaim();

@@ -7,8 +7,10 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "policy.h"
+#include "sql/sql_rules.h"
 
 namespace vorgate::agent {
 
@@ -22,7 +24,8 @@ namespace vorgate::agent {
 //
 // A file that cannot be read or is refused leaves the last good policy in force
 // (at the start: the default one), and is told of once for each changed version.
-// A file that is gone brings the default policy back.
+// A file that is gone brings the default policy back. The policy's rule files are
+// read together with it, and only then; one that is refused is told of and left out.
 //
 // After a fork the child goes on with its copy, whatever other threads of the
 // parent were doing.
@@ -30,6 +33,7 @@ class PolicySource {
  private:
   struct Snapshot {
     Policy policy;
+    std::vector<sql::RuleSet> rules;
     Snapshot* next_retired = nullptr;
   };
 
@@ -54,6 +58,8 @@ class PolicySource {
     ~Reading() { source_.readers_.fetch_sub(1); }
 
     const Policy* operator->() const noexcept { return &snapshot_->policy; }
+    // What the policy's rule files hold.
+    const std::vector<sql::RuleSet>& rules() const noexcept { return snapshot_->rules; }
 
    private:
     PolicySource& source_;
@@ -79,7 +85,7 @@ class PolicySource {
   void refresh() noexcept;
   int look(bool first) noexcept;
   void load(const Version& version);
-  void publish(Policy policy);
+  void publish(Policy policy, std::vector<sql::RuleSet> rules);
   void reclaim() noexcept;
 
   const std::string path_;

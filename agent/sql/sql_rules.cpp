@@ -1,20 +1,14 @@
 #include "sql_rules.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iterator>
-#include <sstream>
 #include <utility>
 
 #include <re2/re2.h>
-#define TOML_HEADER_ONLY 1
-#define TOML_ENABLE_FORMATTERS 0
-#include <toml++/toml.h>
 
 #include "shipped_rules.h"
 #include "sql_lexer.h"
+#include "toml_reader.h"
 
 namespace vorgate::sql {
 namespace {
@@ -56,19 +50,9 @@ struct RuleSet::Rule {
   std::unique_ptr<re2::RE2> pattern;
 };
 
-// Turns the parsed document into rules and keeps the fault that comes first in
-// the file.
-struct RuleSet::Reader {
-  const std::string& file;
-  std::string error;
-  toml::source_position where{};
-
-  void refuse(const toml::source_region& region, const std::string& reason) {
-    if (!error.empty() && !(region.begin < where)) return;
-    where = region.begin;
-    error = file + ":" + std::to_string(where.line) + ":" + std::to_string(where.column) + ": " +
-            reason;
-  }
+class RuleSet::Reader : public TomlReader {
+ public:
+  using TomlReader::TomlReader;
 
   RuleSet read(const toml::table& document) {
     RuleSet set;
@@ -84,6 +68,7 @@ struct RuleSet::Reader {
     return set;
   }
 
+ private:
   void read_rule(const toml::node& node, RuleSet* set) {
     const toml::table* const table = node.as_table();
     if (table == nullptr) {
@@ -91,28 +76,24 @@ struct RuleSet::Reader {
       return;
     }
     Rule rule;
-    const std::string error_before = error;
+    const std::string error_before = error();
     for (const auto& [key, value] : *table) {
-      const auto* const text = value.as_string();
-      if (text == nullptr || text->get().empty()) {
-        refuse(value.source(), "not a text; write one in quotes, not empty");
-      } else if (key == "name") {
-        rule.name = text->get();
+      if (key == "name") {
+        rule.name = text(value);
       } else if (key == "description") {
-        rule.description = text->get();
+        rule.description = text(value);
       } else if (key == "pattern") {
-        rule.pattern = compile(text->get());
+        rule.pattern = compile(text(value));
         if (!rule.pattern->ok()) {
           refuse(value.source(), "not a pattern: " + rule.pattern->error() + "; see RE2's syntax");
         } else if (re2::RE2::PartialMatch("", *rule.pattern)) {
           refuse(value.source(), "the pattern matches an empty query; make it say more");
         }
       } else {
-        refuse(key.source(), "unknown key '" + std::string(key.str()) +
-                                 "'; known here: name, description, pattern");
+        unknown(key, "name, description, pattern");
       }
     }
-    if (error != error_before) return;
+    if (error() != error_before) return;
     if (rule.name.empty() || rule.description.empty() || rule.pattern == nullptr) {
       refuse(node.source(), "incomplete rule; give it name, description and pattern");
     }
@@ -155,35 +136,16 @@ std::string normalise(std::string_view query) {
 
 std::optional<RuleSet> RuleSet::parse(std::string_view text, const std::string& file,
                                       std::string* error) {
-  Reader reader{file, {}};
-  RuleSet set;
-  try {
-    set = reader.read(toml::parse(text));
-  } catch (const toml::parse_error& fault) {
-    reader.refuse(fault.source(), std::string(fault.description()) + "; correct the TOML syntax");
-  }
-  if (reader.error.empty()) return set;
-  *error = reader.error;
+  Reader reader(file);
+  RuleSet set = reader.read(reader.parse(text));
+  if (reader.error().empty()) return set;
+  *error = reader.error();
   return std::nullopt;
 }
 
-std::optional<RuleSet> RuleSet::load(const std::string& path, std::string* error) {
-  std::ostringstream text;
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  if (file) text << file.rdbuf();
-  if (!file || file.bad() || text.fail()) {
-    *error = path + ": " + (errno != 0 ? std::strerror(errno) : "no text in it");
-    return std::nullopt;
-  }
-  return parse(text.str(), path, error);
-}
-
-bool RuleSet::match(std::string_view query, std::string* detail) const {
-  if (rules_.empty()) return false;
-  const std::string text = normalise(query);
+bool RuleSet::match(const std::string& normal_form, std::string* detail) const {
   for (const Rule& rule : rules_) {
-    if (!re2::RE2::PartialMatch(text, *rule.pattern)) continue;
+    if (!re2::RE2::PartialMatch(normal_form, *rule.pattern)) continue;
     if (detail != nullptr) *detail = rule.name + ": " + rule.description;
     return true;
   }
@@ -197,9 +159,11 @@ std::vector<std::string> RuleSet::names() const {
 }
 
 const RuleSet& shipped_rules() {
-  static const RuleSet rules = [] {
+  // Never deleted: requests may still run while the process ends.
+  static const RuleSet& rules = *[] {
     std::string error;
-    return RuleSet::parse(shipped_rules_text, "sql_rules.toml", &error).value_or(RuleSet());
+    auto set = RuleSet::parse(shipped_rules_text, "sql_rules.toml", &error);
+    return new RuleSet(std::move(set).value_or(RuleSet()));
   }();
   return rules;
 }

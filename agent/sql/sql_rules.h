@@ -34,18 +34,15 @@ class RuleSet {
   static std::optional<RuleSet> parse(std::string_view text, const std::string& file,
                                       std::string* error);
 
-  // The same for a file; one that cannot be read is told as "file: reason".
-  static std::optional<RuleSet> load(const std::string& path, std::string* error);
-
-  // Does a rule match? The first one's "name: description" goes to `detail`, which
-  // may be null. May throw std::bad_alloc.
-  bool match(std::string_view query, std::string* detail) const;
+  // Does a rule match what `normalise` made of a query? The first one's "name:
+  // description" goes to `detail`, which may be null. May throw std::bad_alloc.
+  bool match(const std::string& normal_form, std::string* detail) const;
 
   std::vector<std::string> names() const;
 
  private:
   struct Rule;
-  struct Reader;
+  class Reader;
 
   std::vector<Rule> rules_;
 };
