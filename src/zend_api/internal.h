@@ -25,7 +25,7 @@ void forget_bailout();
 // parameters for which null has a meaning of its own, and warns of the others.
 bool null_becomes_string(const zend_execute_data* execute_data, uint32_t index);
 
-// Hands the spec to the engine's parser for the first `count` arguments, each
+// Hands the type letters to the engine's parser for the first `count` arguments, each
 // result into the pointers that follow. True on success.
 template <typename... Out>
 bool engine_parse(uint32_t count, const char* spec, Out*... out) {
