@@ -93,7 +93,7 @@ class PolicyReader : public TomlReader {
   }
 
   std::string absolute_path(const toml::node& node) {
-    const std::string path = text(node);
+    std::string path = text(node);
     if (path.substr(0, 1) != "/") refuse(node.source(), "not an absolute path; start with '/'");
     return path;
   }

@@ -44,7 +44,7 @@ class TomlReader {
 
   // A string that says something. A null byte would cut a path short.
   std::string text(const toml::node& node) {
-    const std::string value = node.value_or(std::string());
+    std::string value = node.value_or(std::string());
     if (value.empty() || value.find('\0') != std::string::npos) {
       refuse(node.source(), "not a text; write one in quotes, not empty");
       return {};

@@ -14,11 +14,25 @@
 namespace {
 
 constexpr std::string_view names[] = {
-    "exec",          "system",         "passthru",          "shell_exec",
-    "popen",         "proc_open",      "fopen",             "rename",
-    "copy",          "socket_connect", "fsockopen",         "file_get_contents",
-    "yaml_parse",    "ldap_search",    "file_put_contents", "move_uploaded_file",
-    "curl_setopt",   "curl_init",      "phpinfo",
+    "exec",
+    "system",
+    "passthru",
+    "shell_exec",
+    "popen",
+    "proc_open",
+    "fopen",
+    "rename",
+    "copy",
+    "socket_connect",
+    "fsockopen",
+    "file_get_contents",
+    "yaml_parse",
+    "ldap_search",
+    "file_put_contents",
+    "move_uploaded_file",
+    "curl_setopt",
+    "curl_init",
+    "phpinfo",
 };
 constexpr std::size_t count = std::size(names);
 

@@ -64,8 +64,6 @@ inline void set_false(zval* value) {
 
 // --- Arrays -----------------------------------------------------------------
 
-inline bool is_empty(const HashTable* table) { return table->nNumOfElements == 0; }
-
 // Calls visit(key, value) for each element in storage order, passing over
 // deleted slots, until it answers false. The key is null for a numeric one.
 template <typename Visit>

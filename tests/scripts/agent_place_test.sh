@@ -37,10 +37,10 @@ arrange() {
 without_folder_time() { sed -E 's/^(vlib64 d .*) [0-9.]+ ([0-9]+ )$/\1 \2/'; }
 
 # run SECONDS [THEN]: a run that holds the place so long and ends with a command.
-# SIGINT may be ignored here, as in any background job; in the run it must not be.
+# Signals may be ignored here, in a background job or under nohup; in the run they are not.
 # shellcheck disable=SC2016 # for the inner shell
 run() {
-  env --default-signal=INT bash -c '
+  env --default-signal bash -c '
     . "$1/lib.sh"
     AGENT_PATH=$2
     begin

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "scratch.h"
+#include "sql/occurrence_index.h"
 #include "sql/sql_injection.h"
 #include "sql/sql_lexer.h"
 #include "sql/sql_rules.h"
@@ -56,6 +57,32 @@ TEST(SqlLexer, CoversAnyBytesInLinearTime) {
       }
       ASSERT_EQ(end, text.size());
       ASSERT_LE(lexer.examined(), 48 * text.size());
+    }
+  }
+}
+
+TEST(OccurrenceIndex, FollowsExactlyWhatOccurs) {
+  std::mt19937 random(7);
+  for (std::size_t round = 0; round < 400; ++round) {
+    std::string text;
+    std::vector<std::uint32_t> room{0};
+    while (text.size() < round / 10) {
+      text += static_cast<char>('a' + random() % 3);
+      room.push_back(static_cast<std::uint32_t>(random() % 10));
+    }
+    const OccurrenceIndex index(text, room);
+    OccurrenceIndex::State state = OccurrenceIndex::start;
+    for (std::string part(1, 'a'); part.size() < 9; part += static_cast<char>('a' + random() % 3)) {
+      std::uint32_t least = 10;
+      std::size_t end = 0;
+      for (std::size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) {
+        end = at + part.size();
+        least = std::min(least, room[end]);
+      }
+      ASSERT_EQ(index.advance(&state, part.back()), end != 0);
+      if (end == 0) break;
+      ASSERT_EQ(index.least_room(state), least);
+      ASSERT_EQ(index.at_end(state), end == text.size());
     }
   }
 }
