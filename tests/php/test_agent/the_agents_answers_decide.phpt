@@ -40,7 +40,7 @@ PDOStatement <- get_block_mode(3) = 2 + lookup_sql(SELECT 1 /*pattern*/ /*value*
 1 <- get_block_mode(3) = 1 + lookup_sql(SELECT 1 AS id) = false + match_sql(SELECT 1 AS id, id=1&name=&id=2&text=a&b=c) = false + lookup_sql(Rows) = false + match_sql(Rows, id=1&name=&id=2&text=a&b=c) = false
 [Deny SQL injection Attack]null <- get_block_mode(3) = 1 + lookup_sql(SELECT 2 AS id) = false + match_sql(SELECT 2 AS id, id=1&name=&id=2&text=a&b=c) = false + lookup_sql(Rows/*pattern*/) = true + sql_injection 0x20001 blocked: sql_query_regex | the pattern found | command | Rows/*pattern*/
 "PDOException: SQLSTATE[HY000]: General error: 1 near \"7\": syntax error", "TypeError: PDO::query(): Argument #1 ($query) must be of type string, array given" <- get_block_mode(3) = 1 (2 times)
-[Deny SQL injection Attack]"null" <- get_block_mode(3) = 1 + lookup_sql(SELECT 3   /*value*/) = false + match_sql(SELECT 3   /*value*/, id=1&name=&id=2&text=a&b=c) = true + sql_injection 0x20001 blocked: sql_query_lib | PDO::query | command | SELECT 3 
+[Deny SQL injection Attack]"null" <- get_block_mode(3) = 1 + lookup_sql(SELECT 3   /*value*/) = false + match_sql(SELECT 3   /*value*/, id=1&name=&id=2&text=a&b=c) = true + sql_injection 0x20001 blocked: sql_query_lib | PDO::query | command | SELECT 3   /*value*/
 PDOStatement <- get_block_mode(3) = 1 + lookup_sql(SELECT 4                                ... of 4096 bytes) = false + match_sql(SELECT 4                                ... of 4124 bytes) = false
 [Create File Not Allowed]false, true, true <- send_upload(rename, refused) = 0 + send_upload(copy, new.txt) = 1
 [Create File Not Allowed]false <- send_upload(file_put_contents, refused.txt) = 0
