@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Builds for the installed PHP and prints what vorgate costs: see bench/run.php.
+# shellcheck source=scripts/lib.sh
 . "$(dirname -- "$0")/../scripts/lib.sh"
 
 case ${1-} in
