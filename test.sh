@@ -15,7 +15,7 @@ Installs the missing packages of the distribution (Debian 12; with root or sudo)
 builds the module and the agent for both engines, plain and under sanitizers, and
 runs:
   format     clang-format over all sources
-  tidy       clang-tidy over src/ and agent/
+  tidy       clang-tidy over src/, host/ and agent/
   unit       the unit tests against the in-process host of the reference engine:
              plain, under Address and UndefinedBehavior, under ThreadSanitizer
   scenarios  tests/php/ in the installed PHP, by its own run-tests.php: blocking,
@@ -218,7 +218,7 @@ for preset in reference installed asan tsan installed-asan; do
   }
 done
 
-mapfile -d '' sources < <(find src agent include tests bench -name '*.cpp' -print0 \
+mapfile -d '' sources < <(find src host agent include tests bench -name '*.cpp' -print0 \
   -o -name '*.h' -print0)
 check format clang-format --dry-run --Werror "${sources[@]}"
 if [[ $tidy == yes ]]; then
@@ -229,7 +229,7 @@ if [[ $tidy == yes ]]; then
     sed 's/ -fno-gnu-unique//' "build/$preset/compile_commands.json" \
       >"build/tidy/$preset/compile_commands.json"
     mapfile -t sources < <(sed -nE 's/^ *"file": "(.*)",?$/\1/p' \
-      "build/$preset/compile_commands.json" | grep -E "^$root/(src|agent)/")
+      "build/$preset/compile_commands.json" | grep -E "^$root/(src|host|agent)/")
     # shellcheck disable=SC2016 # for the inner shell
     check "tidy-$preset" bash -c 'printf "%s\0" "${@:2}" |
       xargs -0 -n 1 -P "$(nproc)" clang-tidy -p "$1" --quiet' \

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "host/watched_request.h"
+#include "watched_request.h"
 
 using host::json;
 using host::Lines;

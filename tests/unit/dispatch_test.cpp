@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "host/watched_request.h"
 #include "module/hooks.h"
 #include "module/wrappers.h"
+#include "watched_request.h"
 
 using host::call;
 using host::json;

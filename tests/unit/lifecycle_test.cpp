@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "engine/common_util.h"
-#include "host/watched_request.h"
+#include "watched_request.h"
 
 using host::state;
 

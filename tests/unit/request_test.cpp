@@ -1,11 +1,11 @@
 #include <string>
 #include <vector>
 
-#include "host/watched_request.h"
 #include "request/http_info.h"
 #include "request/parameters.h"
 #include "stack/backtrace.h"
 #include "stack/render.h"
+#include "watched_request.h"
 
 using host::globals;
 using host::json;

@@ -1,9 +1,10 @@
-#ifndef VORGATE_TESTS_HOST_HOST_H
-#define VORGATE_TESTS_HOST_HOST_H
+#ifndef VORGATE_HOST_HOST_H
+#define VORGATE_HOST_HOST_H
 
-// The reference engine as the module meets it, inside the test program: exported
-// symbols, each thread's globals, values in the engine's layout, calls, output,
-// log and long jumps. Tests write PHP values as JSON, where
+// The reference engine as the module meets it, played inside a program without PHP:
+// exported symbols, each thread's globals, values in the engine's layout, calls,
+// output, log and long jumps. What no caller may ask of an engine ends the program
+// with one line on standard error. PHP values are written as JSON, where
 //   an array is a list, an object an array with keys; "#..." is a numeric key;
 //   {"$": "object"}, "resource" and "undef" (a deleted slot) are what they say.
 
@@ -81,4 +82,4 @@ inline std::string agent_library;  // behind the agent's fixed path; "": this pr
 
 }  // namespace host
 
-#endif  // VORGATE_TESTS_HOST_HOST_H
+#endif  // VORGATE_HOST_HOST_H

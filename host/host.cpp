@@ -1,11 +1,11 @@
 #include "host/host.h"
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <map>
@@ -13,6 +13,13 @@
 #include "vorgate/php_help.h"
 
 namespace host {
+
+static void require(bool holds, const char* else_what) {
+  if (holds) return;
+  std::fprintf(stderr, "host: %s\n", else_what);
+  std::abort();
+}
+
 namespace {
 
 template <typename Record>
@@ -188,7 +195,8 @@ void execute_internal(zend_execute_data* call, zval* return_value) {
 
 int zend_parse_parameters(int count, const char* spec, ...) {
   zend_execute_data* call = globals.executor.current_execute_data;
-  EXPECT_LE(count, static_cast<int>(call->This.u2.num_args)) << "would end the request";
+  host::require(count <= static_cast<int>(call->This.u2.num_args),
+                "this parse would end the request");
   zval* argument = reinterpret_cast<zval*>(call) + ZEND_CALL_FRAME_SLOT;
   va_list out;
   va_start(out, spec);
@@ -212,7 +220,7 @@ void php_log_err_with_severity(char* message, int severity) {
 }
 
 void zend_fetch_debug_backtrace(zval* result, int skip_last, int options, int limit) {
-  EXPECT_TRUE(skip_last == 0 && options == 0 && limit > 0) << "another backtrace";
+  host::require(skip_last == 0 && options == 0 && limit > 0, "another backtrace was meant");
   host::reach("backtrace");
   *result = host::value(state.frames);
   uint32_t& size = result->value.arr->nNumUsed;
@@ -225,8 +233,8 @@ void _zval_ptr_dtor(zval* value) {
 }
 
 unsigned char zend_is_auto_global_str(char* name, size_t length) {
-  EXPECT_EQ(std::string_view(name, length), "_SERVER");
-  EXPECT_EQ(globals.executor.valid_symbol_table, 1) << "asked for when it is gone";
+  host::require(std::string_view(name, length) == "_SERVER", "no other array is made on demand");
+  host::require(globals.executor.valid_symbol_table == 1, "the symbol table is gone");
   ++state.server_requests;
   host::reach("server");
   host::set_request_array(TRACK_VARS_SERVER, state.server);

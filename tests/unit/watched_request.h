@@ -1,5 +1,5 @@
-#ifndef VORGATE_TESTS_HOST_WATCHED_REQUEST_H
-#define VORGATE_TESTS_HOST_WATCHED_REQUEST_H
+#ifndef VORGATE_TESTS_WATCHED_REQUEST_H
+#define VORGATE_TESTS_WATCHED_REQUEST_H
 
 // An agent that answers as it is told and writes down what it is asked.
 
@@ -88,4 +88,4 @@ class WatchedRequest : public testing::Test {
   CCommonUtil& engine = *CCommonUtil::get_instance();
 };
 
-#endif  // VORGATE_TESTS_HOST_WATCHED_REQUEST_H
+#endif  // VORGATE_TESTS_WATCHED_REQUEST_H

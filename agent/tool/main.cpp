@@ -1,0 +1,22 @@
+#include <string>
+
+#include "commands.h"
+
+int main(int argc, char** argv) {
+  using namespace vorgate::agent::tool;
+  CLI::App program{"Looks after vorgate's local agent: its policy, its rules and its events.",
+                   "vorgate-agent"};
+  program.set_version_flag("--version", "vorgate-agent " VORGATE_VERSION);
+  program.require_subcommand(1);
+  program.get_formatter()->column_width(34);
+  add_tail(program);
+  try {
+    program.parse(argc, argv);
+    return 0;
+  } catch (const CLI::RuntimeError& end) {
+    return end.get_exit_code();
+  } catch (const CLI::ParseError& error) {
+    // Help and version end here too, with 0; a usage error ends with 2.
+    return program.exit(error) == 0 ? 0 : 2;
+  }
+}
