@@ -4,7 +4,9 @@
 #include <iterator>
 #include <utility>
 
+#include <re2/filtered_re2.h>
 #include <re2/re2.h>
+#include <re2/set.h>
 
 #include "shipped_rules.h"
 #include "sql_lexer.h"
@@ -47,7 +49,42 @@ std::string_view masked(std::string_view query, const Token& token) {
 struct RuleSet::Rule {
   std::string name;
   std::string description;
-  std::unique_ptr<re2::RE2> pattern;
+  int pattern = -1;  // its number in Patterns
+};
+
+// Ordinary queries hold few of the words that the patterns need. One pass over the
+// query tells which it holds, and most often no pattern is left to be tried.
+struct RuleSet::Patterns {
+  // Words of two characters, such as "@@" and "||", count.
+  re2::FilteredRE2 all{2};
+  re2::RE2::Set words{options(true), re2::RE2::UNANCHORED};
+  bool any_word = false;
+
+  static re2::RE2::Options options(bool literal) {
+    re2::RE2::Options options;
+    options.set_encoding(re2::RE2::Options::EncodingLatin1);  // queries are bytes
+    options.set_log_errors(false);
+    options.set_never_capture(true);
+    options.set_literal(literal);
+    return options;
+  }
+
+  void compile() {
+    std::vector<std::string> needed;
+    all.Compile(&needed);
+    for (const std::string& word : needed) words.Add(word, nullptr);
+    any_word = !needed.empty() && words.Compile();
+  }
+
+  // The number of the first pattern that matches, or -1.
+  int first_match(const std::string& text) const {
+    if (!any_word) return all.SlowFirstMatch(text);
+    std::vector<int> found;
+    re2::RE2::Set::ErrorInfo failure{};
+    const bool any = words.Match(text, &found, &failure);
+    if (!any && failure.kind != re2::RE2::Set::kNoError) return all.SlowFirstMatch(text);
+    return all.FirstMatch(text, found);
+  }
 };
 
 class RuleSet::Reader : public TomlReader {
@@ -65,6 +102,7 @@ class RuleSet::Reader : public TomlReader {
       }
       for (const toml::node& element : *array) read_rule(element, &set);
     }
+    set.patterns_->compile();
     return set;
   }
 
@@ -83,10 +121,12 @@ class RuleSet::Reader : public TomlReader {
       } else if (key == "description") {
         rule.description = text(value);
       } else if (key == "pattern") {
-        rule.pattern = compile(text(value));
-        if (!rule.pattern->ok()) {
-          refuse(value.source(), "not a pattern: " + rule.pattern->error() + "; see RE2's syntax");
-        } else if (re2::RE2::PartialMatch("", *rule.pattern)) {
+        re2::FilteredRE2& patterns = set->patterns_->all;
+        const re2::RE2::Options options = Patterns::options(false);
+        if (patterns.Add(text(value), options, &rule.pattern) != re2::RE2::NoError) {
+          const std::string reason = re2::RE2(text(value), options).error();
+          refuse(value.source(), "not a pattern: " + reason + "; see RE2's syntax");
+        } else if (re2::RE2::PartialMatch("", patterns.GetRE2(rule.pattern))) {
           refuse(value.source(), "the pattern matches an empty query; make it say more");
         }
       } else {
@@ -94,7 +134,7 @@ class RuleSet::Reader : public TomlReader {
       }
     }
     if (error() != error_before) return;
-    if (rule.name.empty() || rule.description.empty() || rule.pattern == nullptr) {
+    if (rule.name.empty() || rule.description.empty() || rule.pattern < 0) {
       refuse(node.source(), "incomplete rule; give it name, description and pattern");
     }
     const auto same = [&](const Rule& other) { return other.name == rule.name; };
@@ -103,17 +143,9 @@ class RuleSet::Reader : public TomlReader {
     }
     set->rules_.push_back(std::move(rule));
   }
-
-  static std::unique_ptr<re2::RE2> compile(const std::string& pattern) {
-    re2::RE2::Options options;
-    options.set_encoding(re2::RE2::Options::EncodingLatin1);  // queries are bytes
-    options.set_log_errors(false);
-    options.set_never_capture(true);
-    return std::make_unique<re2::RE2>(pattern, options);
-  }
 };
 
-RuleSet::RuleSet() = default;
+RuleSet::RuleSet() : patterns_(std::make_unique<Patterns>()) {}
 RuleSet::RuleSet(RuleSet&&) noexcept = default;
 RuleSet& RuleSet::operator=(RuleSet&&) noexcept = default;
 RuleSet::~RuleSet() = default;
@@ -144,12 +176,12 @@ std::optional<RuleSet> RuleSet::parse(std::string_view text, const std::string& 
 }
 
 bool RuleSet::match(const std::string& normal_form, std::string* detail) const {
-  for (const Rule& rule : rules_) {
-    if (!re2::RE2::PartialMatch(normal_form, *rule.pattern)) continue;
-    if (detail != nullptr) *detail = rule.name + ": " + rule.description;
-    return true;
-  }
-  return false;
+  if (rules_.empty()) return false;
+  const int number = patterns_->first_match(normal_form);
+  if (number < 0) return false;
+  const Rule& rule = rules_[static_cast<std::size_t>(number)];
+  if (detail != nullptr) *detail = rule.name + ": " + rule.description;
+  return true;
 }
 
 std::vector<std::string> RuleSet::names() const {

@@ -7,10 +7,6 @@
 #include <string_view>
 #include <vector>
 
-namespace re2 {
-class RE2;
-}
-
 namespace vorgate::sql {
 
 // The form of a query that rules are matched with: words in lower case, every
@@ -42,9 +38,11 @@ class RuleSet {
 
  private:
   struct Rule;
+  struct Patterns;
   class Reader;
 
-  std::vector<Rule> rules_;
+  std::vector<Rule> rules_;  // in the order of their patterns
+  std::unique_ptr<Patterns> patterns_;
 };
 
 // The rules of sql_rules.toml as they were when the agent was built. Compiled at
