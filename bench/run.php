@@ -1,30 +1,44 @@
 <?php
 // Measures what vorgate costs and prints one table: instructions (counted by
-// callgrind) and wall time for each operation, under no module, under a module
-// that hooks the same places and does nothing, and under vorgate with the agent
-// reporting. Called by bench/run.sh, which puts the agent in its place.
+// callgrind) and wall time, under no module, under a module that hooks the same
+// places and does nothing, and under vorgate with the agent reporting. Called by
+// bench/run.sh, which puts the agent and the web servers in their places.
 //
-//   run.php BUILD_DIR WORK_DIR
+//   run.php BUILD_DIR WORK_DIR ROUNDS PORT PORT PORT
+//
+// At the ports are the three web servers, in the order of the columns. All figures go to WORK_DIR/results.json as well.
 
-[, $build, $work] = $argv;
+[, $build, $work, $rounds] = $argv;
+$ports = array_slice($argv, 4);
 
-// Rows: the operation, how often it runs for the wall time, and the form fields of
-// the request (their number, and the size of each). The instructions are counted
-// over a fraction of the runs: they do not vary.
+// Rows: the workload, how often it runs for the wall time, the form fields of the
+// request (their number, and the size of each), the depth of the call stack, and
+// what is asked of vorgate over the do-nothing module: [measure, kind, limit].
+// The instructions are counted over a fraction of the runs: they do not vary.
 const ROWS = [
-    ['internal call', 10_000_000, 20, 40],
-    ['eval', 100_000, 20, 40],
-    ['include', 20_000, 20, 40],
-    ['query', 100_000, 20, 40],
-    ['shell command', 400, 20, 40],
-    ['tainted read', 5_000, 20, 40],
-    ['read', 100_000, 0, 40],
-    ['read', 100_000, 20, 40],
-    ['read', 100_000, 200, 40],
-    ['read', 20_000, 2000, 40],
-    ['read', 400, 1, 10_000_000],
+    ['script', 1, 20, 40, 1, ['ms', 'ratio', 1.01]],
+    ['internal call', 10_000_000, 20, 40, 1, ['instructions', 'ratio', 1.10]],
+    ['read', 50_000, 20, 40, 1, ['us', 'more', 1]],
+    ['query', 50_000, 20, 40, 1, ['us', 'more', 3]],
+    ['URL on a cURL handle', 50_000, 20, 40, 1, null],
+    ['include', 20_000, 20, 40, 1, null],
+    ['eval: one event', 20_000, 20, 40, 1, null],
+    ['shell command: one event', 400, 20, 40, 1, null],
+    ['tainted read: one event', 5_000, 20, 40, 1, null],
+    ['tainted read: one event', 5_000, 20, 40, 100, null],
+    ['tainted read: one event', 5_000, 20, 40, 10_000, null],
+    ['read', 50_000, 0, 40, 1, null],
+    ['read', 20_000, 200, 40, 1, null],
+    ['read', 5_000, 2000, 40, 1, null],
+    ['read', 20_000, 1, 10_000, 1, null],
+    ['read', 5_000, 1, 100_000, 1, null],
+    ['read', 1_000, 1, 1_000_000, 1, null],
+    ['read', 200, 1, 10_000_000, 1, null],
+    ['read', 50_000, 20, 40, 100, null],
+    ['read', 50_000, 20, 40, 10_000, null],
 ];
-const ROUNDS = 5;
+// Seconds of load on each page in each round.
+const PAGE_SECONDS = 5;
 
 $modules = [
     'no module' => [],
@@ -32,11 +46,17 @@ $modules = [
     'vorgate' => ['-d', "extension=$build/vorgate.so"],
 ];
 
-/** Runs a workload and answers what it printed, or what callgrind counted. */
+function fail(string $text): never
+{
+    fwrite(STDERR, "bench: $text\n");
+    exit(1);
+}
+
+/** Runs a workload and answers the nanoseconds it printed, or what callgrind counted. */
 function measure(array $row, array $options, bool $instructions): float
 {
     global $work;
-    [$name, $count, $fields, $size] = $row;
+    [$name, $count, $fields, $size, $depth] = $row;
     $form = [];
     for ($i = 0; $i < $fields; $i++) {
         $form["field$i"] = str_repeat('an ordinary value ', intdiv($size, 18)) . $i;
@@ -55,20 +75,20 @@ function measure(array $row, array $options, bool $instructions): float
         'SCRIPT_FILENAME' => __DIR__ . '/workload.php',
         'BENCH_NAME' => $name,
         'BENCH_COUNT' => (string)$count,
+        'BENCH_DEPTH' => (string)$depth,
         'VORGATE_AGENT_CONFIG' => "$work/agent.toml",
     ];
     $command = [getenv('BENCH_PHP_CGI') ?: 'php-cgi', '-n', '-d', 'extension=pdo.so', '-d', 'extension=pdo_sqlite.so',
-        '-d', 'max_execution_time=0', '-d', 'max_input_vars=5000', '-d', 'post_max_size=100M', '-d', 'html_errors=0',
-        ...$options];
+        '-d', 'extension=curl.so', '-d', 'max_execution_time=0', '-d', 'max_input_vars=5000',
+        '-d', 'post_max_size=100M', '-d', 'html_errors=0', ...$options];
     if ($instructions) {
         $command = ['valgrind', '--tool=callgrind', '--callgrind-out-file=/dev/null', ...$command];
     }
-    $process = proc_open($command, [['file', "$work/form", 'r'], ['pipe', 'w'], ['file', "$work/errors.log", 'a']],
+    $process = proc_open($command, [['file', "$work/form", 'r'], ['pipe', 'w'], ['file', "$work/errors.log", 'w']],
         $pipes, null, $environment);
     $output = trim(stream_get_contents($pipes[1]));
     if (proc_close($process) !== 0 || preg_match('/^\d+$/m', $output, $time) !== 1) {
-        fwrite(STDERR, "bench: the workload '$name' failed: $output (see $work/errors.log)\n");
-        exit(1);
+        fail("the workload '$name' failed: $output (see $work/errors.log)");
     }
     if (!$instructions) {
         return (float)$time[0];
@@ -80,40 +100,84 @@ function measure(array $row, array $options, bool $instructions): float
 /** Instructions of one operation: start-up cancels out between two counts. */
 function instructions(array $row, array $options): float
 {
-    [$name, $count, $fields, $size] = $row;
-    $less = max(1, intdiv($count, 200));
-    return (measure([$name, 3 * $less, $fields, $size], $options, true)
-        - measure([$name, $less, $fields, $size], $options, true)) / (2 * $less);
+    $less = max(1, intdiv($row[1], 200));
+    [$more, $fewer] = [array_replace($row, [1 => 3 * $less]), array_replace($row, [1 => $less])];
+    return (measure($more, $options, true) - measure($fewer, $options, true)) / (2 * $less);
 }
 
-function median(array $values): float
+/** Loads a page over one connection: [p50, p99] in microseconds, and requests a second. */
+function load_page(string $port): array
 {
-    sort($values);
-    return $values[intdiv(count($values), 2)];
+    $command = ['wrk', '-t1', '-c1', '-d' . PAGE_SECONDS, '-s', __DIR__ . '/page/figures.lua',
+        "http://127.0.0.1:$port/?utm_source=letter&utm_medium=mail&utm_campaign=autumn"];
+    $process = proc_open($command, [1 => ['pipe', 'w']], $pipes);
+    $output = stream_get_contents($pipes[1]);
+    if (proc_close($process) !== 0 || sscanf(strrchr("\n" . trim($output), "\n"), "\n%f %f %f", $a, $b, $c) !== 3) {
+        fail("the page at port $port was not served: $output");
+    }
+    return ['p50' => $a, 'p99' => $b, 'requests a second' => $c];
 }
 
-function print_row(string $name, string $unit, array $values): void
+$results = [];
+$missed = 0;
+
+/** One line of the table: three values, and the target if the measure has one. */
+function print_row(string $title, string $unit, array $values, ?array $target = null): void
 {
+    global $results, $missed;
     [$none, $nothing, $vorgate] = $values;
-    printf("%-32s %-12s %10.1f %11.1f %11.1f %9.3f\n", $name, $unit, $none, $nothing, $vorgate, $vorgate / $nothing);
+    $verdict = '';
+    if ($target !== null && $target[0] === $unit) {
+        $figure = $target[1] === 'ratio' ? $vorgate / $nothing : $vorgate - $nothing;
+        $missed += $figure > $target[2] ? 1 : 0;
+        $verdict = sprintf('%s at most %g: %s', $target[1], $target[2], $figure > $target[2] ? 'MISSED' : 'held');
+    }
+    printf("%-44s %-18s %11s %11s %11s %9.3f %11s  %s\n", $title, $unit,
+        ...array_map(fn ($value) => number_format($value, 1), $values),
+        ...[$vorgate / $nothing, number_format($vorgate - $nothing, 1), $verdict]);
+    $results[] = ['title' => $title, 'unit' => $unit, 'values' => $values];
 }
 
-printf("%-32s %-12s %10s %11s %11s %9s\n", 'operation', 'unit', ...array_keys($modules), ...['ratio']);
+printf("%-44s %-18s %11s %11s %11s %9s %11s  %s\n", 'operation', 'measure', ...array_keys($modules),
+    ...['ratio', 'more', 'target']);
 foreach (ROWS as $row) {
-    [$name, $count, $fields, $size] = $row;
+    [$name, $count, $fields, $size, $depth, $target] = $row;
     // The loop around an internal call costs about as much as the call.
-    $empty = $name === 'internal call' ? ['loop', $count, $fields, $size] : null;
+    $empty = $name === 'internal call' ? array_replace($row, ['loop']) : null;
+    $unit = $name === 'script' ? 'ms' : 'us';
+    $scale = ($name === 'script' ? 1e6 : 1e3) * $count;
     $counted = $times = [];
     foreach (array_values($modules) as $i => $options) {
         $counted[$i] = instructions($row, $options) - ($empty ? instructions($empty, $options) : 0);
     }
-    for ($round = 0; $round < ROUNDS; $round++) {
+    // What disturbs a run makes it longer and never shorter: the least one counts.
+    for ($round = 0; $round < $rounds; $round++) {
         foreach (array_values($modules) as $i => $options) {
             $time = measure($row, $options, false) - ($empty ? measure($empty, $options, false) : 0);
-            $times[$i][] = $time / $count;
+            $times[$i][] = $time / $scale;
         }
     }
-    $title = sprintf('%s, %d x %s B', $name, $fields, $size < 1e6 ? $size : sprintf('%dM', $size / 1e6));
-    print_row($title, 'instructions', $counted);
-    print_row('', 'ns (median)', array_map('median', $times));
+    $title = sprintf('%s, %d fields of %s B', $name, $fields, number_format($size))
+        . ($depth > 1 ? ', depth ' . number_format($depth) : '');
+    print_row($title, 'instructions', $counted, $target);
+    print_row('', $unit, array_map('min', $times), $target);
+    $results[array_key_last($results)] += array_combine(['workload', 'fields', 'size', 'depth'], [$name, $fields, $size, $depth]);
 }
+
+$pages = [];
+for ($round = -1; $round < $rounds; $round++) {
+    foreach (array_keys(array_values($modules)) as $i) {
+        foreach (load_page($ports[$i]) as $measure => $value) {
+            if ($round >= 0) { // the first one warms the opcode cache
+                $pages[$measure][$i][] = $value;
+            }
+        }
+    }
+}
+foreach ($pages as $measure => $columns) {
+    $unit = $measure === 'requests a second' ? $measure : "$measure, us";
+    print_row($measure === 'p50' ? 'front page of WordPress through PHP-FPM' : '', $unit,
+        array_map($measure === 'requests a second' ? 'max' : 'min', $columns), ['p50, us', 'ratio', 1.01]);
+}
+file_put_contents("$work/results.json", json_encode($results, JSON_PRETTY_PRINT));
+echo $missed === 0 ? "every target is held\n" : "$missed targets are missed\n";
