@@ -61,11 +61,11 @@ EOD
 $(points 'tainted read: one event' depth fields=20 size=40)
 EOD
 set xlabel "parameters of 40 bytes"
-plot \$number title "untainted read"
+plot \$number title "untainted"
 set xlabel "bytes of one parameter"
-plot \$size title "untainted read"
+plot \$size title "untainted"
 set xlabel "depth of the call stack"
 set yrange [0.1:1000]
-plot \$event title "tainted read, with its event" lt 2, \$depth title "untainted read" lt 1
+plot \$event title "tainted: an event" lt 2, \$depth title "untainted" lt 1
 END
 say "docs/performance.svg is drawn anew"
