@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <string_view>
@@ -9,6 +10,7 @@
 
 #include "sql/sql_injection.h"
 #include "sql/sql_rules.h"
+#include "uploads.h"
 
 namespace vorgate::agent {
 namespace {
@@ -56,8 +58,15 @@ int Agent::send_event(unsigned int code, const char* kind, const char* detail, c
 int Agent::send_upload(const char* function, const char* path, const MQ_HttpInfo* info) noexcept {
   const ErrnoKept errno_kept;
   const auto policy = policy_.read();
-  log_.record(policy->log_path, {std::nullopt, "create", function, "file", path, true, info});
-  return 1;
+  const bool is_script = info != nullptr && found([&] {
+                           return uploads_files(view(info->content_type)) &&
+                                  has_ending(view(path), policy->refused_endings);
+                         });
+  const bool allowed =
+      !is_script || !policy->blocks(static_cast<int>(BlockCategory::deserialisation));
+  log_.record(policy->log_path,
+              {std::nullopt, "create", function, "file", path, allowed, info, is_script});
+  return allowed ? 1 : 0;
 }
 
 int Agent::get_block_mode(int category) noexcept {
@@ -89,8 +98,36 @@ bool Agent::lookup_sql(const char* query, std::string* detail) noexcept {
   });
 }
 
-int Agent::scan_script(const char*, int) noexcept { return 0; }
-bool Agent::scan_webshell(const std::string&, std::string*) noexcept { return false; }
+int Agent::scan_script(const char* code, int) noexcept {
+  return scan(view(code), script::Kinds::families_and_large, nullptr) ? 1 : 0;
+}
+
+bool Agent::scan_webshell(const std::string& code, std::string* family) noexcept {
+  return scan(code, script::Kinds::families, family);
+}
+
+// One time limit for all rules, without the time in which the shipped ones are compiled.
+bool Agent::scan(std::string_view code, script::Kinds kinds, std::string* family) noexcept {
+  const ErrnoKept errno_kept;
+  const auto policy = policy_.read();
+  const script::RuleSet* shipped = script::shipped_rules();
+  const auto end = std::chrono::steady_clock::now() + policy->script_time_limit;
+  const auto answer = [&](const script::RuleSet& rules) {
+    const auto left = end - std::chrono::steady_clock::now();
+    return left.count() <= 0 ? script::Found::out_of_time : rules.match(code, kinds, left, family);
+  };
+  auto answered = shipped != nullptr ? answer(*shipped) : script::Found::nothing;
+  for (const script::RuleSet& rules : policy.script_rules()) {
+    if (answered != script::Found::nothing) break;
+    answered = answer(rules);
+  }
+  if (answered == script::Found::out_of_time && time_limit_notice_.is_due()) {
+    notice(
+        "a script was let go untested: its scan took longer than scripts.time_limit_ms; "
+        "raise it in the policy, or look for a slow rule");
+  }
+  return answered == script::Found::web_shell;
+}
 
 }  // namespace vorgate::agent
 

@@ -2,9 +2,12 @@
 #define VORGATE_AGENT_AGENT_H
 
 #include <string>
+#include <string_view>
 
 #include "event_log.h"
+#include "notice.h"
 #include "policy_source.h"
+#include "script/script_rules.h"
 #include "vorgate/php_help.h"
 
 namespace vorgate::agent {
@@ -12,8 +15,6 @@ namespace vorgate::agent {
 // The local agent: decides by a policy file and appends events to a log file.
 // The operations' contracts are those of IPhpHelp. Any thread, no lock; errno is
 // left as it was found.
-//
-// Not there yet: the script scanners find nothing.
 class Agent final : public IPhpHelp {
  public:
   // Reads the policy file at once; see PolicySource for what follows.
@@ -34,8 +35,11 @@ class Agent final : public IPhpHelp {
   bool scan_webshell(const std::string& code, std::string* family) noexcept override;
 
  private:
+  bool scan(std::string_view code, script::Kinds kinds, std::string* family) noexcept;
+
   PolicySource policy_;
   EventLog log_;
+  OnceAMinute time_limit_notice_;
 };
 
 }  // namespace vorgate::agent

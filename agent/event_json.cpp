@@ -116,7 +116,7 @@ std::string host_name() {
 const char* event_name(const Event& event) {
   const std::string_view kind = view(event.kind);
   const std::string_view detail = view(event.detail);
-  if (!event.code) return "file_create";
+  if (!event.code) return event.is_script_upload ? "script_upload" : "file_create";
   switch (static_cast<EventCode>(*event.code)) {
     case EventCode::record:
       return kind == "connect" ? "connection_record" : "execution_record";
@@ -174,7 +174,7 @@ Json category_name(const Event& event) {
 }
 
 const char* verdict(const Event& event) {
-  if (event.code.value_or(0) == 0) return "logged";
+  if (event.code.value_or(0) == 0 && !event.is_script_upload) return "logged";
   return event.allowed ? "reported" : "blocked";
 }
 

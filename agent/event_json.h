@@ -19,6 +19,7 @@ struct Event {
   const char* subject;
   bool allowed;
   const IPhpHelp::MQ_HttpInfo* info;
+  bool is_script_upload = false;  // of an upload: one that creates what a server would run
 };
 
 // The event as one line of JSON with its line end, stamped with the time and the

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <exception>
 
 #include "file_io.h"
@@ -18,7 +17,6 @@ namespace vorgate::agent {
 namespace {
 
 constexpr mode_t file_mode = 0640;
-constexpr std::int64_t notice_interval_s = 60;
 // How often a line is written again: after a torn piece in front of it, or
 // because the file was deleted meanwhile. Both again and again is a broken disk.
 constexpr int most_attempts = 5;
@@ -92,11 +90,7 @@ void EventLog::record(const std::string& path, const Event& event) noexcept {
 
 void EventLog::lose(const std::string& path, const char* reason) noexcept {
   add_lost(1);
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  std::int64_t due = next_notice_.load(std::memory_order_relaxed);
-  if (now.tv_sec < due) return;
-  if (!next_notice_.compare_exchange_strong(due, now.tv_sec + notice_interval_s)) return;
+  if (!notice_.is_due()) return;
   try {
     notice(path + ": cannot write the event log: " + reason +
            "; events of this process are lost and counted until it can be written");

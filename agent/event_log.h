@@ -8,6 +8,7 @@
 #include <string>
 
 #include "event_json.h"
+#include "notice.h"
 
 namespace vorgate::agent {
 
@@ -42,7 +43,7 @@ class EventLog {
   // Lost events of a process: its id in the upper half, their number in the
   // lower. A forked child starts from nothing; the parent keeps its own.
   std::atomic<std::uint64_t> lost_{0};
-  std::atomic<std::int64_t> next_notice_{0};  // seconds of the monotonic clock
+  OnceAMinute notice_;
 };
 
 }  // namespace vorgate::agent

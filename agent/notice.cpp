@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "file_io.h"
 
@@ -16,6 +17,7 @@ namespace vorgate::agent {
 namespace {
 
 constexpr std::size_t longest_text = 2000;
+constexpr std::int64_t minute_s = 60;
 
 void send_to_system_log(const char* line, std::size_t length, const char* socket_path) noexcept {
   sockaddr_un address{};
@@ -43,6 +45,13 @@ void notice(std::string_view text, const char* socket_path) noexcept {
   if (poll(&standard_error, 1, 0) == 1 && (standard_error.revents & POLLOUT) != 0) {
     write_quietly(STDERR_FILENO, {line, static_cast<std::size_t>(size)});
   }
+}
+
+bool OnceAMinute::is_due() noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  std::int64_t due = next_.load(std::memory_order_relaxed);
+  return now.tv_sec >= due && next_.compare_exchange_strong(due, now.tv_sec + minute_s);
 }
 
 }  // namespace vorgate::agent

@@ -1,6 +1,8 @@
 #ifndef VORGATE_AGENT_NOTICE_H
 #define VORGATE_AGENT_NOTICE_H
 
+#include <atomic>
+#include <cstdint>
 #include <string_view>
 
 namespace vorgate::agent {
@@ -14,6 +16,16 @@ namespace vorgate::agent {
 //   text         without a line end; longer texts are cut at 2,000 bytes.
 //   socket_path  where the system log listens.
 void notice(std::string_view text, const char* socket_path = "/dev/log") noexcept;
+
+// Keeps a notice from being given more often than once a minute.
+class OnceAMinute {
+ public:
+  // Is the notice to be given now? Then not again for a minute. Any thread.
+  bool is_due() noexcept;
+
+ private:
+  std::atomic<std::int64_t> next_{0};  // seconds of the monotonic clock
+};
 
 }  // namespace vorgate::agent
 

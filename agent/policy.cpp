@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <utility>
 
 #include "categories.h"
+#include "letter_case.h"
 #include "toml_reader.h"
 
 namespace vorgate::agent {
@@ -12,13 +14,7 @@ namespace {
 
 constexpr std::array<const char*, 3> enforcement_names{"off", "report", "block"};
 constexpr std::array<const char*, 2> mode_names{"report", "block"};
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equal_ignoring_case(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return lower(x) == lower(y); });
-}
+constexpr std::int64_t longest_time_limit_ms = 10'000;
 
 // The path in front of the query, if everybody reads it alike; else empty.
 std::string_view plain_path(std::string_view uri) {
@@ -69,8 +65,12 @@ class PolicyReader : public TomlReader {
         read_log(node, &policy);
       } else if (key == "sql") {
         read_sql(node, &policy);
+      } else if (key == "scripts") {
+        read_scripts(node, &policy);
+      } else if (key == "uploads") {
+        read_uploads(node, &policy);
       } else {
-        unknown(key, "enforcement, modes, allow, trusted_proxies, log, sql");
+        unknown(key, "enforcement, modes, allow, trusted_proxies, log, sql, scripts, uploads");
       }
     }
     return policy;
@@ -191,6 +191,42 @@ class PolicyReader : public TomlReader {
       }
       for (const toml::node& file : list(value, "[\"/etc/vorgate/rules.toml\", ...]")) {
         policy->rule_files.push_back(absolute_path(file));
+      }
+    }
+  }
+
+  void read_scripts(const toml::node& node, Policy* policy) {
+    for (const auto& [key, value] : table(node, "scripts")) {
+      if (key == "rules") {
+        for (const toml::node& file : list(value, "[\"/etc/vorgate/scripts.yar\", ...]")) {
+          policy->script_rule_files.push_back(absolute_path(file));
+        }
+      } else if (key == "time_limit_ms") {
+        const auto limit = value.value_exact<std::int64_t>().value_or(0);
+        if (limit < 1 || limit > longest_time_limit_ms) {
+          refuse(value.source(), "not a time limit; write a number of milliseconds from 1 to " +
+                                     std::to_string(longest_time_limit_ms));
+        }
+        policy->script_time_limit = std::chrono::milliseconds(limit);
+      } else {
+        unknown(key, "rules, time_limit_ms");
+      }
+    }
+  }
+
+  void read_uploads(const toml::node& node, Policy* policy) {
+    for (const auto& [key, value] : table(node, "uploads")) {
+      if (key != "refused_endings") {
+        unknown(key, "refused_endings");
+        continue;
+      }
+      policy->refused_endings.clear();
+      for (const toml::node& element : list(value, "[\".php\", \".phtml\", ...]")) {
+        std::string ending = text(element);
+        if (ending.size() < 2 || ending.front() != '.' || ending.find('/') != std::string::npos) {
+          refuse(element.source(), "not the ending of a name; start with '.' and leave out '/'");
+        }
+        policy->refused_endings.push_back(std::move(ending));
       }
     }
   }

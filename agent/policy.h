@@ -1,6 +1,7 @@
 #ifndef VORGATE_AGENT_POLICY_H
 #define VORGATE_AGENT_POLICY_H
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,7 +28,13 @@ struct Policy {
   std::vector<AllowEntry> allow;
   std::vector<Network> trusted_proxies;
   std::string log_path = "/var/log/vorgate/events.jsonl";
-  std::vector<std::string> rule_files;  // for SQL queries, beside the shipped rules
+  std::vector<std::string> rule_files;              // for SQL queries, beside the shipped rules
+  std::vector<std::string> script_rule_files;       // for web shells, the same
+  std::chrono::milliseconds script_time_limit{50};  // for one question about a script
+  // How the names of files end that no upload may create.
+  std::vector<std::string> refused_endings{".php",  ".php3",     ".php4",    ".php5", ".php6",
+                                           ".php7", ".php8",     ".pht",     ".phtm", ".phtml",
+                                           ".phar", ".htaccess", ".user.ini"};
 
   // Is a finding of this category to be stopped? Unknown numbers: no.
   bool blocks(int category) const;

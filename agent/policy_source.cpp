@@ -34,6 +34,21 @@ std::int64_t clock_ns(clockid_t clock) noexcept {
   return nanoseconds(now);
 }
 
+// Reads the rule files that can be used, and tells of the others.
+template <typename Rules>
+void read_rules(const std::vector<std::string>& files, bool tell, std::vector<Rules>* all) {
+  for (const std::string& file : files) {
+    std::string error;
+    const auto text = read_file(file, &error);
+    auto rules = text ? Rules::parse(*text, file, &error) : std::nullopt;
+    if (rules) {
+      all->push_back(std::move(*rules));
+    } else if (tell) {
+      notice(error + "; rule file refused, all other rules are in force");
+    }
+  }
+}
+
 std::int64_t monotonic_ms() noexcept { return clock_ns(CLOCK_MONOTONIC_COARSE) / 1'000'000; }
 
 }  // namespace
@@ -127,22 +142,18 @@ void PolicySource::load(const Version& version) {
   if (!error.empty() && is_news) {
     notice(policy ? error : error + "; file refused, the policy in force stays");
   }
-  std::vector<sql::RuleSet> rules;
-  for (const std::string& file : policy ? policy->rule_files : std::vector<std::string>()) {
-    const auto text = read_file(file, &error);
-    auto set = text ? sql::RuleSet::parse(*text, file, &error) : std::nullopt;
-    if (set) {
-      rules.push_back(std::move(*set));
-    } else if (is_news) {
-      notice(error + "; rule file refused, all other rules are in force");
-    }
+  auto snapshot = std::make_unique<Snapshot>();
+  if (policy) {
+    snapshot->policy = std::move(*policy);
+    read_rules(snapshot->policy.rule_files, is_news, &snapshot->rules);
+    read_rules(snapshot->policy.script_rule_files, is_news, &snapshot->script_rules);
   }
   told_ = version;
-  if (policy) publish(std::move(*policy), std::move(rules));
+  if (policy) publish(std::move(snapshot));
 }
 
-void PolicySource::publish(Policy policy, std::vector<sql::RuleSet> rules) {
-  Snapshot* old = current_.exchange(new Snapshot{std::move(policy), std::move(rules)});
+void PolicySource::publish(std::unique_ptr<Snapshot> snapshot) noexcept {
+  Snapshot* old = current_.exchange(snapshot.release());
   old->next_retired = retired_;
   retired_ = old;
   reclaim();

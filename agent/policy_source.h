@@ -6,10 +6,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "policy.h"
+#include "script/script_rules.h"
 #include "sql/sql_rules.h"
 
 namespace vorgate::agent {
@@ -34,6 +36,7 @@ class PolicySource {
   struct Snapshot {
     Policy policy;
     std::vector<sql::RuleSet> rules;
+    std::vector<script::RuleSet> script_rules;
     Snapshot* next_retired = nullptr;
   };
 
@@ -60,6 +63,9 @@ class PolicySource {
     const Policy* operator->() const noexcept { return &snapshot_->policy; }
     // What the policy's rule files hold.
     const std::vector<sql::RuleSet>& rules() const noexcept { return snapshot_->rules; }
+    const std::vector<script::RuleSet>& script_rules() const noexcept {
+      return snapshot_->script_rules;
+    }
 
    private:
     PolicySource& source_;
@@ -85,7 +91,7 @@ class PolicySource {
   void refresh() noexcept;
   int look(bool first) noexcept;
   void load(const Version& version);
-  void publish(Policy policy, std::vector<sql::RuleSet> rules);
+  void publish(std::unique_ptr<Snapshot> snapshot) noexcept;
   void reclaim() noexcept;
 
   const std::string path_;

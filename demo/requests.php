@@ -226,6 +226,13 @@ return [
             'attack' => 'code_execution',
         ],
         [
+            'about' => 'eval: web shell',
+            'page' => 'calculator.php',
+            'get' => ['sum' => 'return @eval($_GET["z"]);', 'z' => 'return `id`;'],
+            'evidence' => '/uid=\d+\S*/',
+            'attack' => 'web_shell',
+        ],
+        [
             'about' => 'plain sum',
             'page' => 'calculator.php',
             'get' => ['sum' => '(19+2)*2'],
@@ -298,6 +305,19 @@ return [
             'about' => 'uploaded file',
             'page' => 'upload.php',
             'file' => ['notes.txt', "Water the plants.\n"],
+            'evidence' => '/kept, (\d+ bytes)/',
+        ],
+        [
+            'about' => 'uploaded script',
+            'page' => 'upload.php',
+            'file' => ['pixel.PHP', "GIF89a<?php echo 'run';\n"],
+            'evidence' => '/kept, (\d+ bytes)/',
+            'attack' => 'script_upload',
+        ],
+        [
+            'about' => 'uploaded picture',
+            'page' => 'upload.php',
+            'file' => ['pixel.gif', base64_decode('R0lGODlhAQABAAAAACwAAAAAAQABAAACADs=')],
             'evidence' => '/kept, (\d+ bytes)/',
         ],
     ],

@@ -14,10 +14,15 @@ root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 AGENT_PATH=/usr/local/lib/vlib64/libmessage_queue_linux.so
 
 DEMO_PACKAGES=(g++ make cmake php8.2-cli php8.2-curl php8.2-dev php8.2-sqlite3 php8.2-yaml
-  libtomlplusplus-dev nlohmann-json3-dev libre2-dev)
+  libtomlplusplus-dev nlohmann-json3-dev libre2-dev libyara-dev)
+# shellcheck disable=SC2034 # for package.sh
+PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" dpkg-dev file lintian)
 # shellcheck disable=SC2034 # for test.sh
-TEST_PACKAGES=("${DEMO_PACKAGES[@]}" libgtest-dev libgmock-dev libbenchmark-dev clang-format
-  clang-tidy php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd)
+TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" libgtest-dev libgmock-dev libbenchmark-dev clang clang-format
+  clang-tidy libclang-rt-dev llvm valgrind debootstrap iproute2 apache2 libapache2-mod-php8.2 nginx-light php8.2-fpm procps wrk
+  php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd
+  php-doctrine-dbal php-symfony-form php-symfony-framework-bundle php-twig
+  rsyslog rsyslog-relp rsyslog-hiredis rsyslog-kafka redis-server logrotate)
 
 say() { printf '%s\n' "$*"; }
 complain() { printf '%s: %s\n' "${0##*/}" "$*" >&2; }

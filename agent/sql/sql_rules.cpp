@@ -70,6 +70,7 @@ struct RuleSet::Patterns {
   }
 
   void compile() {
+    if (all.NumRegexps() == 0) return;
     std::vector<std::string> needed;
     all.Compile(&needed);
     for (const std::string& word : needed) words.Add(word, nullptr);
