@@ -73,9 +73,12 @@ start_child() {
   children+=("$child")
 }
 
-# stop_child PID: ends a child and what it started; silent when it is gone.
+# stop_child PID: ends a child and what it started; silent when it is gone. The
+# number of one that is gone may be a stranger's by now.
 stop_child() {
-  kill -TERM -- "-$1" 2>/dev/null || kill -TERM "$1" 2>/dev/null || true
+  if [[ $'\n'$(jobs -pr)$'\n' == *$'\n'"$1"$'\n'* ]]; then
+    kill -TERM -- "-$1" 2>/dev/null || kill -TERM "$1" 2>/dev/null || true
+  fi
   wait "$1" 2>/dev/null || true
 }
 

@@ -5,6 +5,7 @@
 
 #include "engine/channel.h"
 #include "vorgate/php_help.h"
+#include "zend_api/engine.h"
 
 namespace {
 
@@ -40,6 +41,11 @@ void CCommonUtil::init() {
       using Factory = IPhpHelp* (*)();
       if (auto create = reinterpret_cast<Factory>(dlsym(hMod, VORGATE_AGENT_FACTORY))) {
         agent = create();
+        if (agent == nullptr) {
+          zend_api::log_notice(VORGATE_AGENT_LIBRARY ": " VORGATE_AGENT_FACTORY " made no object");
+        }
+      } else {
+        zend_api::log_notice(dlerror());
       }
     }
     sql_func_set.insert(std::begin(sql_functions), std::end(sql_functions));

@@ -1,0 +1,1 @@
+<?php echo "part of the program\n";
