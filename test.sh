@@ -211,6 +211,7 @@ for preset in reference installed asan tsan installed-asan; do
   options=()
   # ./demo.sh builds it without.
   [[ $preset != installed ]] || options=(-DVORGATE_TESTS=ON)
+  [[ $preset != reference ]] || options=(-DVORGATE_TOOL=OFF) # the same as the installed build's
   say "$preset"
   build "$preset" "${options[@]}" || {
     tally 0 1
@@ -224,12 +225,13 @@ check format clang-format --dry-run --Werror "${sources[@]}"
 if [[ $tidy == yes ]]; then
   # Each build knows the sources of one engine. Clang refuses an option of GCC that
   # says nothing of the language.
+  declare -A folders=([reference]='src|host|agent' [installed]='src|agent/tool')
   for preset in reference installed; do
     mkdir -p "build/tidy/$preset"
     sed 's/ -fno-gnu-unique//' "build/$preset/compile_commands.json" \
       >"build/tidy/$preset/compile_commands.json"
     mapfile -t sources < <(sed -nE 's/^ *"file": "(.*)",?$/\1/p' \
-      "build/$preset/compile_commands.json" | grep -E "^$root/(src|host|agent)/")
+      "build/$preset/compile_commands.json" | grep -E "^$root/(${folders[$preset]})/" | sort -u)
     # shellcheck disable=SC2016 # for the inner shell
     check "tidy-$preset" bash -c 'printf "%s\0" "${@:2}" |
       xargs -0 -n 1 -P "$(nproc)" clang-tidy -p "$1" --quiet' \

@@ -18,9 +18,10 @@ DEMO_PACKAGES=(g++ make cmake php8.2-cli php8.2-curl php8.2-dev php8.2-sqlite3 p
 # shellcheck disable=SC2034 # for package.sh
 PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" dpkg-dev file lintian)
 # shellcheck disable=SC2034 # for test.sh
-TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" libgtest-dev libgmock-dev libbenchmark-dev clang clang-format
-  clang-tidy libclang-rt-dev llvm valgrind debootstrap iproute2 apache2 libapache2-mod-php8.2 nginx-light php8.2-fpm procps wrk
+TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" libgtest-dev libgmock-dev
+  clang clang-format clang-tidy libclang-rt-dev llvm valgrind debootstrap iproute2 procps
   php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd
+  apache2 libapache2-mod-php8.2 nginx-light php8.2-fpm wrk
   php-doctrine-dbal php-symfony-form php-symfony-framework-bundle php-twig
   rsyslog rsyslog-relp rsyslog-hiredis rsyslog-kafka redis-server logrotate)
 

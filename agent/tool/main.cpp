@@ -9,7 +9,12 @@ int main(int argc, char** argv) {
   program.set_version_flag("--version", "vorgate-agent " VORGATE_VERSION);
   program.require_subcommand(1);
   program.get_formatter()->column_width(34);
+  add_check(program);
+  add_status(program);
+  add_try(program);
   add_tail(program);
+  add_explain(program);
+  add_report(program);
   try {
     program.parse(argc, argv);
     return 0;

@@ -1,8 +1,12 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -162,6 +166,32 @@ TEST_P(FirstRequests, OnManyThreadsAskTheFactoryOnce) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(complete, 8);
   EXPECT_EQ(agent_asked, 1);
+}
+
+// With the local agent: the module's and the agent's parts at once.
+TEST_F(Lifecycle, RequestsOnManyThreadsAreEachJudgedByTheirOwnData) {
+  const std::string policy = testing::TempDir() + "vorgate-" + std::to_string(getpid());
+  std::ofstream(policy) << "enforcement = 'block'\nlog.path = '/dev/null'\n";
+  setenv("VORGATE_AGENT_CONFIG", policy.c_str(), 1);
+  host::agent_library = AGENT_LIBRARY;
+  start();
+  std::atomic<int> right{0};
+  std::vector<std::thread> threads;
+  for (const char* sent : {"id", "di", "xid", "7", "id", "di", "xid", "7"}) {
+    threads.emplace_back([&, sent, attacks = std::string(sent).find("id") != std::string::npos] {
+      host::globals.executor.valid_symbol_table = 1;
+      for (int i = 0; i < 50; ++i) {
+        begin();
+        host::set_request_array(TRACK_VARS_GET, {{"q", sent}});
+        const zval result = host::call("system", {"id"});
+        right += zend_api::type_of(&result) == (attacks ? IS_FALSE : IS_LONG);
+        EXPECT_EQ(entry_.request_shutdown_func(1, 0), SUCCESS);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(right, 400);
+  std::remove(policy.c_str());
 }
 
 }  // namespace

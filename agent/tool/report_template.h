@@ -1,0 +1,13 @@
+#ifndef VORGATE_AGENT_TOOL_REPORT_TEMPLATE_H
+#define VORGATE_AGENT_TOOL_REPORT_TEMPLATE_H
+
+#include <string_view>
+
+namespace vorgate::agent::tool {
+
+// The report's page, with a mark where the data goes. Empty in a build without it.
+std::string_view report_template();
+
+}  // namespace vorgate::agent::tool
+
+#endif  // VORGATE_AGENT_TOOL_REPORT_TEMPLATE_H
