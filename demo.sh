@@ -56,7 +56,7 @@ begin
 export LC_ALL=C.UTF-8
 need_packages "${DEMO_PACKAGES[@]}"
 say "Building the module and the agent (build/installed)."
-build installed -DVORGATE_TESTS=OFF
+build installed -DVORGATE_TESTS=OFF -DVORGATE_TOOL=OFF
 
 agent_claim
 agent_place "$root/build/installed/libmessage_queue_linux.so"

@@ -210,7 +210,7 @@ heading "Building"
 for preset in reference installed asan tsan installed-asan; do
   options=()
   # ./demo.sh builds it without.
-  [[ $preset != installed ]] || options=(-DVORGATE_TESTS=ON)
+  [[ $preset != installed ]] || options=(-DVORGATE_TESTS=ON -DVORGATE_TOOL=ON)
   [[ $preset != reference ]] || options=(-DVORGATE_TOOL=OFF) # the same as the installed build's
   say "$preset"
   build "$preset" "${options[@]}" || {

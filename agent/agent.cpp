@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -14,9 +13,6 @@
 
 namespace vorgate::agent {
 namespace {
-
-constexpr const char* default_policy_path = "/etc/vorgate/agent.toml";
-constexpr const char* policy_path_variable = "VORGATE_AGENT_CONFIG";
 
 // The module asks in the middle of other people's calls.
 class ErrnoKept {
@@ -137,10 +133,7 @@ bool Agent::scan(std::string_view code, script::Kinds kinds, std::string* family
 extern "C" __attribute__((visibility("default"))) IPhpHelp* create_php_help() noexcept {
   using namespace vorgate::agent;
   try {
-    static Agent* const agent = [] {
-      const char* path = secure_getenv(policy_path_variable);
-      return new Agent(path != nullptr && *path != '\0' ? path : default_policy_path);
-    }();
+    static Agent* const agent = new Agent(policy_path());
     return agent;
   } catch (const std::exception&) {
     return nullptr;

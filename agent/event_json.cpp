@@ -70,23 +70,6 @@ bool is_utf8(std::string_view text) {
   return true;
 }
 
-std::string base64(std::string_view bytes) {
-  constexpr std::string_view digits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    std::uint32_t group = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
-      group = group << 8 | (i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    }
-    for (std::size_t k = 0; k < 4; ++k) {
-      out += i + k > bytes.size() ? '=' : digits[group >> (18 - 6 * k) & 63];
-    }
-  }
-  return out;
-}
-
 // RFC 3339 in UTC. Without gmtime_r, which takes a lock of the C library that a
 // fork can leave closed.
 std::string timestamp() {
@@ -179,6 +162,23 @@ const char* verdict(const Event& event) {
 }
 
 }  // namespace
+
+std::string base64(std::string_view bytes) {
+  constexpr std::string_view digits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  out.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    std::uint32_t group = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+      group = group << 8 | (i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0u);
+    }
+    for (std::size_t k = 0; k < 4; ++k) {
+      out += i + k > bytes.size() ? '=' : digits[group >> (18 - 6 * k) & 63];
+    }
+  }
+  return out;
+}
 
 std::string event_line(const Event& event, std::uint32_t lost_before) {
   static constexpr Info nothing{};

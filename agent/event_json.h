@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "vorgate/php_help.h"
 
@@ -33,6 +34,8 @@ struct Event {
 //                named in the line when above 0.
 // May throw std::bad_alloc. Any thread.
 std::string event_line(const Event& event, std::uint32_t lost_before);
+
+std::string base64(std::string_view bytes);
 
 }  // namespace vorgate::agent
 

@@ -1,5 +1,7 @@
 #include "policy.h"
 
+#include <stdlib.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -270,6 +272,11 @@ bool Policy::exempts(std::string_view server_name, std::string_view request_uri,
     const std::optional<Address> sender = client(remote_addr, forwarded_for);
     return sender && entry.client->contains(*sender);
   });
+}
+
+std::string policy_path() {
+  const char* path = secure_getenv("VORGATE_AGENT_CONFIG");
+  return path != nullptr && *path != '\0' ? path : standard_policy_path;
 }
 
 std::optional<Policy> parse_policy(std::string_view text, const std::string& file,

@@ -51,6 +51,14 @@ struct Policy {
   std::optional<Address> client(std::string_view remote_addr, std::string_view forwarded_for) const;
 };
 
+// Where the policy is unless the environment says otherwise.
+inline constexpr const char* standard_policy_path = "/etc/vorgate/agent.toml";
+
+// The policy file of an agent that is loaded into this process now: the one that
+// VORGATE_AGENT_CONFIG names, or the standard one. The variable does not count in a
+// program that runs with more rights than its caller.
+std::string policy_path();
+
 // Reads a policy file's text. On failure there is no value, and `error` says
 // "file:line:column: reason; remedy" for the first fault in the file.
 std::optional<Policy> parse_policy(std::string_view text, const std::string& file,

@@ -14,13 +14,13 @@ root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 AGENT_PATH=/usr/local/lib/vlib64/libmessage_queue_linux.so
 
 DEMO_PACKAGES=(g++ make cmake php8.2-cli php8.2-curl php8.2-dev php8.2-sqlite3 php8.2-yaml
-  libtomlplusplus-dev nlohmann-json3-dev libre2-dev libyara-dev)
+  libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libre2-dev libyara-dev zlib1g-dev)
 # shellcheck disable=SC2034 # for package.sh
-PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" dpkg-dev file lintian)
+PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" dpkg-dev file lintian nodejs npm)
 # shellcheck disable=SC2034 # for test.sh
 TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" libgtest-dev libgmock-dev
   clang clang-format clang-tidy libclang-rt-dev llvm valgrind debootstrap iproute2 procps
-  php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd
+  chromium fonts-dejavu-core php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd
   apache2 libapache2-mod-php8.2 nginx-light php8.2-fpm wrk
   php-doctrine-dbal php-symfony-form php-symfony-framework-bundle php-twig
   rsyslog rsyslog-relp rsyslog-hiredis rsyslog-kafka redis-server logrotate)
@@ -113,6 +113,8 @@ need_packages() {
   [[ -n $(type -P apt-get) && -n $(type -P dpkg-query) ]] ||
     die 2 "this needs Debian 12 with the packages: $*"
   for package; do
+    # Node.js often comes from elsewhere, npm included.
+    [[ $package != nodejs && $package != npm || -z $(type -P npm) ]] || continue
     [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
       missing+=("$package")
   done

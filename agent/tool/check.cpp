@@ -16,7 +16,7 @@ namespace vorgate::agent::tool {
 namespace {
 
 struct Options {
-  std::string file = default_policy_path();
+  std::string file = policy_path();
   std::vector<std::string> rules;
   std::string user = "www-data";
   bool strict = false;

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include <nlohmann/json.hpp>
@@ -265,9 +264,8 @@ const LoggedEvent* EventReader::finish() {
 }
 
 std::optional<Policy> policy_in_force(std::string* error) {
-  const char* path = std::getenv("VORGATE_AGENT_CONFIG");
-  if (path == nullptr || *path == '\0') path = "/etc/vorgate/agent.toml";
-  if (access(path, F_OK) != 0 && errno == ENOENT) return Policy();
+  const std::string path = policy_path();
+  if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) return Policy();
   const std::optional<std::string> text = read_file(path, error);
   if (!text) return std::nullopt;
   return parse_policy(*text, path, error);

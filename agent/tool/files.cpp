@@ -8,7 +8,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 
@@ -185,11 +184,6 @@ std::string write_fault(const User& user, const std::string& path) {
            " there; chown root " + quoted(folder) + " and chmod go-w " + quoted(folder);
   }
   return {};
-}
-
-std::string default_policy_path() {
-  const char* path = std::getenv("VORGATE_AGENT_CONFIG");
-  return path != nullptr && *path != '\0' ? path : "/etc/vorgate/agent.toml";
 }
 
 PolicyFiles look_at_policy(const std::string& path, const std::vector<std::string>& more_rules) {

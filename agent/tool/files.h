@@ -51,10 +51,6 @@ std::string read_fault(const User& user, const std::string& path);
 // Who else than its administrator could write a policy or rule file: the same.
 std::string write_fault(const User& user, const std::string& path);
 
-// Where the agent looks for its policy when it is started with this program's
-// environment.
-std::string default_policy_path();
-
 struct RuleFile {
   const char* kind;  // "SQL" or "script"
   std::string path;

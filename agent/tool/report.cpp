@@ -18,6 +18,7 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "event_json.h"
 #include "event_reader.h"
 #include "event_words.h"
 #include "report_template.h"
@@ -38,23 +39,6 @@ struct Options {
   std::vector<std::string> logs;
   std::string output = "report.html";
 };
-
-std::string base64(std::string_view bytes) {
-  constexpr std::string_view digits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    std::uint32_t group = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
-      group = group << 8 | (i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    }
-    for (std::size_t k = 0; k < 4; ++k) {
-      out += i + k > bytes.size() ? '=' : digits[group >> (18 - 6 * k) & 63];
-    }
-  }
-  return out;
-}
 
 // JSON, deflated, in base64: what the page unpacks when it needs it. Nothing in it
 // can end the script element that it stands in.

@@ -27,7 +27,7 @@ using Json = nlohmann::ordered_json;
 
 struct Options {
   std::string library = VORGATE_AGENT_LIBRARY;
-  std::string policy = default_policy_path();
+  std::string policy = policy_path();
   std::string user = "www-data";
   bool as_json = false;
 };
@@ -282,7 +282,7 @@ class Status {
     std::map<std::string, std::set<uid_t>> users{{options_.policy, {}}};
     for (const PhpProcess& each : processes_) {
       if (!each.seen || each.module.path.empty()) continue;
-      const std::string path = each.policy.empty() ? "/etc/vorgate/agent.toml" : each.policy;
+      const std::string path = each.policy.empty() ? standard_policy_path : each.policy;
       users[path].insert(each.user);
     }
     std::map<std::string, std::set<uid_t>> logs;

@@ -275,7 +275,7 @@ struct Options {
   std::string sink;
   std::string value;
   std::string mode = "r";
-  std::string policy = default_policy_path();
+  std::string policy = policy_path();
   std::string request;
   std::string uri;
   std::string server_name;
