@@ -21,7 +21,9 @@ runs:
   scenarios  tests/php/ in the installed PHP, by its own run-tests.php: blocking,
              reporting, with no agent, and with one that answers by rule; then
              again under the sanitizers
-  scripts    tests/scripts/
+  scripts    tests/scripts/: the scripts and tables of the project, the agent's tool, real
+             servers under load and faults, fuzzing, Valgrind, log shipping with
+             real daemons, the report in a browser, the packages in a clean Debian
 
 Everything is written under build/. While the scenarios run, the agent stands at
 /usr/local/lib/vlib64/libmessage_queue_linux.so; what stood there before is put
@@ -51,13 +53,19 @@ conclude() {
 }
 
 # check NAME COMMAND...: one check, passed when the command succeeds. What it
-# printed is shown only when it fails.
+# printed is shown when it fails; the figures of a test script also when it passes.
+# A script that cannot run here says "SKIP reason" in its first column.
 check() {
   local log=$root/build/logs/$1.log
   heading "$1"
   if run_child "${@:2}" >"$log" 2>&1; then
-    say "passed"
-    tally 1 0
+    [[ $1 != *_test ]] || grep -vE '^(Installing|Another run)' "$log" | tail -n 40 | cut -c 1-300 || true
+    if grep -q '^SKIP' "$log"; then
+      skipped=$((skipped + 1))
+    else
+      say "passed"
+      tally 1 0
+    fi
   else
     cat "$log"
     say "FAILED"
@@ -240,6 +248,9 @@ if [[ $tidy == yes ]]; then
 fi
 
 for preset in reference asan tsan; do unit_tests "$preset"; done
+heading "figures of the agent's tests of queries and scripts"
+build/reference/agent_tests --gtest_filter='SqlCorpus.*:Scripts.Ordinary*' |
+  grep -E ', found: |, [0-9]+ findings' || tally 0 1
 
 agent_claim
 interpreters scenarios env
@@ -264,4 +275,5 @@ sanitizer_reports
 for script in tests/scripts/*_test.sh; do
   check "$(basename "$script" .sh)" "$script"
 done
+((failed)) || check compatibility scripts/compatibility.sh --check
 conclude

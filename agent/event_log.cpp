@@ -29,16 +29,33 @@ int open_again(const std::string& path, int flags, mode_t mode = 0) noexcept {
   return descriptor;
 }
 
+// The owner of the log's folder, where root writes into somebody else's; else none.
+bool foreign_folder(const std::string& path, struct stat* folder) noexcept {
+  char name[PATH_MAX];
+  const std::size_t length = path.rfind('/') + 1;
+  if (geteuid() != 0 || length >= sizeof name) return false;
+  name[path.copy(name, length)] = '\0';
+  return stat(name, folder) == 0 && folder->st_uid != 0;
+}
+
 // Reading is for the byte in front of a line. A log that the process may write
 // and not read is fine too; only torn pieces go unseen there.
 int open_log(const std::string& path, struct stat* status) noexcept {
-  int descriptor = open_again(path, O_RDWR);
+  // Root's command lines write the log of the web server's workers. They follow no
+  // link that a worker may have put there, and a file that they make is the workers'.
+  struct stat folder {};
+  const bool foreign = foreign_folder(path, &folder);
+  const int flags = foreign ? O_NOFOLLOW : 0;
+  int descriptor = open_again(path, flags | O_RDWR);
   if (descriptor < 0 && errno == ENOENT) {
-    descriptor = open_again(path, O_RDWR | O_CREAT, file_mode);
+    descriptor = open_again(path, flags | O_RDWR | O_CREAT, file_mode);
     // A script may have set a umask under which no other worker could open it.
     if (descriptor >= 0) fchmod(descriptor, file_mode);
+    if (descriptor >= 0 && foreign && fchown(descriptor, folder.st_uid, folder.st_gid) != 0) {
+      // A file system without owners: the next worker tells that it cannot write.
+    }
   }
-  if (descriptor < 0 && errno == EACCES) descriptor = open_again(path, O_WRONLY);
+  if (descriptor < 0 && errno == EACCES) descriptor = open_again(path, flags | O_WRONLY);
   if (descriptor < 0 || fstat(descriptor, status) != 0 || !S_ISFIFO(status->st_mode)) {
     return descriptor;
   }
@@ -93,7 +110,8 @@ void EventLog::lose(const std::string& path, const char* reason) noexcept {
   if (!notice_.is_due()) return;
   try {
     notice(path + ": cannot write the event log: " + reason +
-           "; events of this process are lost and counted until it can be written");
+           "; events of this process are lost and counted until it can be written "
+           "(vorgate-agent status says what to do)");
   } catch (const std::exception&) {
     notice("cannot write the event log, and out of memory");
   }

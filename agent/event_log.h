@@ -18,7 +18,8 @@ namespace vorgate::agent {
 // When `record` returns, the line is with the kernel: the end of the process,
 // even by SIGKILL, does not lose it. The file is opened by its name for each
 // event, so a rotated or deleted file makes room for a new one (mode 0640, its
-// folder must be there), and nothing has to be handed down through a fork.
+// folder must be there; made by root, it is given to the folder's owner), and nothing has to be
+// handed down through a fork.
 //
 // Lines do not tear: each is one write at the end of the file, which Linux does
 // one at a time for each regular file of a local file system. A write can still

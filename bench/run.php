@@ -105,6 +105,12 @@ function instructions(array $row, array $options): float
     return (measure($more, $options, true) - measure($fewer, $options, true)) / (2 * $less);
 }
 
+function median(array $values): float
+{
+    sort($values);
+    return $values[intdiv(count($values), 2)];
+}
+
 /** Loads a page over one connection: [p50, p99] in microseconds, and requests a second. */
 function load_page(string $port): array
 {
@@ -124,10 +130,10 @@ $missed = 0;
 /** One line of the table: three values, and the target if the measure has one. */
 function print_row(string $title, string $unit, array $values, ?array $target = null): void
 {
-    global $results, $missed;
+    global $results, $missed, $rounds;
     [$none, $nothing, $vorgate] = $values;
     $verdict = '';
-    if ($target !== null && $target[0] === $unit) {
+    if ($target !== null && $target[0] === $unit && ($rounds > 1 || $unit === 'instructions')) {
         $figure = $target[1] === 'ratio' ? $vorgate / $nothing : $vorgate - $nothing;
         $missed += $figure > $target[2] ? 1 : 0;
         $verdict = sprintf('%s at most %g: %s', $target[1], $target[2], $figure > $target[2] ? 'MISSED' : 'held');
@@ -177,7 +183,7 @@ for ($round = -1; $round < $rounds; $round++) {
 foreach ($pages as $measure => $columns) {
     $unit = $measure === 'requests a second' ? $measure : "$measure, us";
     print_row($measure === 'p50' ? 'front page of WordPress through PHP-FPM' : '', $unit,
-        array_map($measure === 'requests a second' ? 'max' : 'min', $columns), ['p50, us', 'ratio', 1.01]);
+        array_map(['p50' => 'min', 'p99' => 'median', 'requests a second' => 'max'][$measure], $columns), ['p50, us', 'ratio', 1.01]);
 }
 file_put_contents("$work/results.json", json_encode($results, JSON_PRETTY_PRINT));
-echo $missed === 0 ? "every target is held\n" : "$missed targets are missed\n";
+echo $missed === 0 ? "every target that was judged is held\n" : "$missed targets are missed\n";

@@ -52,16 +52,15 @@ if(VORGATE_ENGINE STREQUAL "reference")
   return()
 endif()
 
+if(NOT php_extensions MATCHES "^/usr/lib/php/([0-9]+)$")
+  message(FATAL_ERROR "${VORGATE_PHP_CONFIG_PATH} is no PHP of the distribution, so there can be "
+    "no package for it; build the module alone, see docs/install.md.")
+endif()
+set(php_api ${CMAKE_MATCH_1})
 ask_php(--vernum php_number)
-ask_php(--phpapi php_api)
 math(EXPR php_major "${php_number} / 10000")
 math(EXPR php_minor "${php_number} / 100 % 100")
 set(PHP ${php_major}.${php_minor})
-if(NOT php_extensions STREQUAL "/usr/lib/php/${php_api}")
-  message(FATAL_ERROR "${VORGATE_PHP_CONFIG_PATH} is no PHP of the distribution (its extensions "
-    "are in ${php_extensions}): a package can only be made for one. Build the module alone, "
-    "see docs/install.md.")
-endif()
 set(PACKAGE_agent vorgate-agent)
 set(PACKAGE_module php${PHP}-vorgate)
 set(PACKAGE_demo vorgate-demo)
@@ -115,10 +114,17 @@ package(agent vorgate-agent "local agent of vorgate, the runtime protection for 
 finding is blocked, and appends every event to a file of JSON lines. It runs
 inside the PHP processes; there is no daemon. With a tool that tests policies
 and reads events.")
-install(DIRECTORY docs/ DESTINATION ${doc} COMPONENT agent FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY docs/ DESTINATION ${doc} COMPONENT agent FILES_MATCHING PATTERN "*.md" PATTERN "*.png"
+  PATTERN "*.svg")
 foreach(work libcli11-dev nlohmann-json3-dev libtomlplusplus-dev)
   install(FILES /usr/share/doc/${work}/copyright DESTINATION ${doc} RENAME copyright.${work}
     COMPONENT agent)
+endforeach()
+# The report's page holds them.
+foreach(file echarts/LICENSE echarts/NOTICE zrender/LICENSE)
+  string(REPLACE "/" "." name ${file})
+  install(FILES ${CMAKE_BINARY_DIR}/agent/report/node_modules/${file} DESTINATION ${doc}
+    RENAME copyright.${name} COMPONENT agent)
 endforeach()
 install(FILES agent/agent.example.toml DESTINATION /etc/vorgate RENAME agent.toml COMPONENT agent)
 install(FILES packaging/logrotate/vorgate DESTINATION /etc/logrotate.d RENAME vorgate-agent

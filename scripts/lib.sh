@@ -20,7 +20,8 @@ PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" dpkg-dev file lintian nodejs npm)
 # shellcheck disable=SC2034 # for test.sh
 TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" libgtest-dev libgmock-dev
   clang clang-format clang-tidy libclang-rt-dev llvm valgrind debootstrap iproute2 procps
-  chromium fonts-dejavu-core php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd
+  chromium fonts-dejavu-core php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd gnuplot-nox
+  wordpress wordpress-theme-twentytwentythree
   apache2 libapache2-mod-php8.2 nginx-light php8.2-fpm wrk
   php-doctrine-dbal php-symfony-form php-symfony-framework-bundle php-twig
   rsyslog rsyslog-relp rsyslog-hiredis rsyslog-kafka redis-server logrotate)

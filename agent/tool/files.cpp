@@ -204,11 +204,15 @@ PolicyFiles look_at_policy(const std::string& path, const std::vector<std::strin
   }
   const Policy policy = files.policy ? *files.policy : Policy();
   std::vector<std::string> sql_rules = policy.rule_files;
-  sql_rules.insert(sql_rules.end(), more_rules.begin(), more_rules.end());
-  for (const std::string& file : sql_rules) add_rules<sql::RuleSet>("SQL", file, &files);
-  for (const std::string& file : policy.script_rule_files) {
-    add_rules<script::RuleSet>("script", file, &files);
+  std::vector<std::string> script_rules = policy.script_rule_files;
+  for (const std::string& file : more_rules) {
+    constexpr std::string_view yara = ".yar";
+    const bool of_scripts = file.size() > yara.size() &&
+                            file.compare(file.size() - yara.size(), yara.size(), yara) == 0;
+    (of_scripts ? script_rules : sql_rules).push_back(file);
   }
+  for (const std::string& file : sql_rules) add_rules<sql::RuleSet>("SQL", file, &files);
+  for (const std::string& file : script_rules) add_rules<script::RuleSet>("script", file, &files);
   return files;
 }
 

@@ -67,7 +67,7 @@ struct PolicyFiles {
   std::vector<std::string> faults;  // "file:line:column: reason; remedy"
   std::vector<std::string> unread;  // the same of files that cannot be read
 };
-// `more_rules` are SQL rule files to look at besides.
+// `more_rules` are rule files to look at besides: of scripts when they end in ".yar".
 PolicyFiles look_at_policy(const std::string& path,
                            const std::vector<std::string>& more_rules = {});
 

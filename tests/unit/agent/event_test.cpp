@@ -254,6 +254,21 @@ TEST(EventLog, ADeletedFileIsMadeAnewWithItsModeAndNoneIsLeftOpen) {
   EXPECT_EQ(after, before);
 }
 
+TEST(EventLog, RootLeavesTheLogToItsFoldersOwnerAndFollowsNoLinkOfTheirs) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  const Folder folder;
+  LoggingAgent log(folder);
+  ASSERT_EQ(chown((folder / "").c_str(), 33, 4), 0);
+  log.send("first");
+  struct stat status {};
+  ASSERT_EQ(stat(log.log_path.c_str(), &status), 0);
+  EXPECT_TRUE(status.st_uid == 33 && status.st_gid == 4);
+  std::filesystem::rename(log.log_path, folder / "rotated");
+  std::filesystem::create_symlink(folder / "target", log.log_path);
+  log.send("second");
+  EXPECT_FALSE(std::filesystem::exists(folder / "target"));
+}
+
 TEST(Notice, GoesToTheSystemLogAndToStandardError) {
   const Folder folder;
   const std::string path = folder / "log";
