@@ -129,7 +129,9 @@ void add_check(CLI::App& program) {
       "check", "Reads the policy and its rule files, and says what is wrong or doubtful");
   const CLI::Option* file = command->add_option(
       "FILE", options->file, "Policy file (default: the one that the agent would read)");
-  command->add_option("--rules", options->rules, "Further rule files to look at: of scripts when they end in .yar, else of SQL");
+  command->add_option(
+      "--rules", options->rules,
+      "Further rule files to look at: of scripts when they end in .yar, else of SQL");
   command->add_option("--user", options->user, "The user that PHP runs as")->capture_default_str();
   command->add_flag("--strict", options->strict, "A warning gives exit status 1 as well");
   command->callback([options, file] { check(*options, file->count() > 0); });

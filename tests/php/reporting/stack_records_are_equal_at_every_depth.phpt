@@ -63,4 +63,4 @@ $told = array_filter(agent_lines(getmypid()), fn ($line) => $line['kind'] === 'c
 $records = array_map(fn ($line) => $line['request']['stack_trace'], array_values($told));
 echo count($records), ' records, ', count(array_unique($records)), ' different, unexpected: ', short(array_diff_assoc($records, $expected)), "\n";
 --EXPECT--
-560 records, 101 different, unexpected: []
+561 records, 102 different, unexpected: []
