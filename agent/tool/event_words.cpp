@@ -35,20 +35,6 @@ int hex_digit(char c) {
   return -1;
 }
 
-std::string decode_url(std::string_view text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && hex_digit(text[i + 1]) >= 0 &&
-        hex_digit(text[i + 2]) >= 0) {
-      out += static_cast<char>(hex_digit(text[i + 1]) * 16 + hex_digit(text[i + 2]));
-      i += 2;
-    } else {
-      out += text[i] == '+' ? ' ' : text[i];
-    }
-  }
-  return out;
-}
-
 void add_sources(const char* place, char separator, std::string_view list,
                  const std::string& subject, std::vector<Source>* out) {
   constexpr std::size_t shortest = 3;  // what is shorter stands in anything
@@ -61,12 +47,12 @@ void add_sources(const char* place, char separator, std::string_view list,
     const std::string_view value = entry.substr(std::min(equals + 1, entry.size()));
     // A query stands in the event as it was sent, fields that follow it decoded. A name
     // without a value counts as a value itself.
-    for (const std::string& each : {decode_url(equals == entry.size() ? entry : value),
+    for (const std::string& each : {url_decoded(equals == entry.size() ? entry : value),
                                     std::string(equals == entry.size() ? entry : value)}) {
       const bool inside = each.size() >= shortest && subject.find(each) != std::string::npos;
       const bool around = subject.size() >= shortest && each.find(subject) != std::string::npos;
       if (!inside && !around && (subject.empty() || each != subject)) continue;
-      Source source{place, decode_url(entry.substr(0, equals)), each};
+      Source source{place, url_decoded(entry.substr(0, equals)), each};
       if (std::none_of(out->begin(), out->end(), [&](const Source& known) {
             return known.name == source.name && known.value == source.value;
           })) {
@@ -89,6 +75,20 @@ std::optional<std::string> toml_string(const std::string& text) {
 }
 
 }  // namespace
+
+std::string url_decoded(std::string_view text, bool plus_is_blank) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size() && hex_digit(text[i + 1]) >= 0 &&
+        hex_digit(text[i + 2]) >= 0) {
+      out += static_cast<char>(hex_digit(text[i + 1]) * 16 + hex_digit(text[i + 2]));
+      i += 2;
+    } else {
+      out += plus_is_blank && text[i] == '+' ? ' ' : text[i];
+    }
+  }
+  return out;
+}
 
 const std::vector<EventWords>& all_words() {
   static const std::vector<EventWords> words{

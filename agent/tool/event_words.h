@@ -62,6 +62,9 @@ struct AllowSnippet {
 };
 AllowSnippet allow_snippet(const LoggedEvent& event, const Policy& policy);
 
+// A text of a URL without its %XX; a plus sign is a blank in queries and forms alone.
+std::string url_decoded(std::string_view text, bool plus_is_blank = true);
+
 }  // namespace vorgate::agent::tool
 
 #endif  // VORGATE_AGENT_TOOL_EVENT_WORDS_H

@@ -8,6 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "event_words.h"
+
 namespace vorgate::agent::tool {
 namespace {
 
@@ -19,26 +21,6 @@ std::string lower(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return text;
-}
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  const int letter = (c | 0x20) - 'a';
-  return letter >= 0 && letter < 6 ? letter + 10 : -1;
-}
-
-std::string decoded(std::string_view text, bool plus_is_blank) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && hex_digit(text[i + 1]) >= 0 &&
-        hex_digit(text[i + 2]) >= 0) {
-      out += static_cast<char>(hex_digit(text[i + 1]) * 16 + hex_digit(text[i + 2]));
-      i += 2;
-    } else {
-      out += plus_is_blank && text[i] == '+' ? ' ' : text[i];
-    }
-  }
-  return out;
 }
 
 std::string encoded(std::string_view text) {
@@ -93,7 +75,7 @@ void for_each_pair(std::string_view text, char separator, bool plus_is_blank, Ad
     const std::size_t equal = std::min(pair.find('='), pair.size());
     const std::string_view value = pair.substr(std::min(equal + 1, pair.size()));
     if (!pair.empty()) {
-      add(decoded(pair.substr(0, equal), plus_is_blank), decoded(value, plus_is_blank));
+      add(url_decoded(pair.substr(0, equal), plus_is_blank), url_decoded(value, plus_is_blank));
     }
     text.remove_prefix(std::min(end + 1, text.size()));
   }
