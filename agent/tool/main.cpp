@@ -1,8 +1,11 @@
-#include <string>
+#include <cstdio>
+#include <exception>
 
 #include "commands.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+int run(int argc, char** argv) {
   using namespace vorgate::agent::tool;
   CLI::App program{"Looks after vorgate's local agent: its policy, its rules and its events.",
                    "vorgate-agent"};
@@ -23,5 +26,16 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     // Help and version end here too, with 0; a usage error ends with 2.
     return program.exit(error) == 0 ? 0 : 2;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "vorgate-agent: %s\n", error.what());
+    return 2;
   }
 }
