@@ -3,6 +3,10 @@
 #include <cstring>
 
 std::size_t find_text(std::string_view text, std::string_view needle) {
+  // memmem is linear whatever the bytes are, and prepares tables for that, which cost
+  // more than searching a short text in the plain way ever can.
+  constexpr std::size_t short_text = 128;
+  if (text.size() <= short_text) return text.find(needle);
   if (needle.empty()) return 0;
   const void* hit = memmem(text.data(), text.size(), needle.data(), needle.size());
   if (hit == nullptr) return std::string_view::npos;
