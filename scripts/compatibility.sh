@@ -38,7 +38,7 @@ faults() {
   local name
   for name in "${!interface[@]}"; do
     local stood
-    stood=$(awk -v name="$name" '$2 ~ "^"name && / 0 failed/ {print $1}' "$2" | sort -u | paste -sd ' ')
+    stood=$(awk -v name="$name" '$2 ~ "^"name && / 0 failed/ {print $1}' "$2" | sort -u | paste -sd , | sed 's|,|, |g')
     [[ -z $stood ]] || row "$1" "${interface[$name]}" 'off or on' "faults: ${stood//_/ }"
   done | sort
 }
