@@ -55,18 +55,18 @@ begin
 # What the commands print must not depend on who runs the demonstration.
 export LC_ALL=C.UTF-8
 need_packages "${DEMO_PACKAGES[@]}"
-say "Building the module and the agent (build/installed)."
-build installed -DVORGATE_TESTS=OFF -DVORGATE_TOOL=OFF
+say "Building the module and the agent (build/demo)."
+build demo
 
 agent_claim
-agent_place "$root/build/installed/libmessage_queue_linux.so"
+agent_place "$root/build/demo/libmessage_queue_linux.so"
 mkdir -p "$data"
 rm -f "$data"/*.jsonl
 write_policy block "$data/agent.toml" "$data/events.jsonl"
 php=$(php-config --php-binary)
 start_surroundings
 protected=(env "VORGATE_AGENT_CONFIG=$data/agent.toml"
-  "$php" -d "extension=$root/build/installed/vorgate.so")
+  "$php" -d "extension=$root/build/demo/vorgate.so")
 
 if [[ $serve == yes ]]; then
   start_application protected "$port" "${protected[@]}"

@@ -150,7 +150,7 @@ all_scenarios() {
   agent_place "$root/build/$2/libmessage_queue_linux.so"
   scenarios "$1" blocking "$module" block
   scenarios "$1" reporting "$module" report
-  agent_place "$root/build/installed/test_agent.so"
+  agent_place "$root/build/php/test_agent.so"
   scenarios "$1" test_agent "$module"
 }
 
@@ -218,13 +218,9 @@ mkdir -p build/logs
 php=$(php-config --php-binary)
 
 heading "Building"
-for preset in reference installed asan tsan installed-asan; do
-  options=()
-  # ./demo.sh builds it without.
-  [[ $preset != installed ]] || options=(-DVORGATE_TESTS=ON -DVORGATE_TOOL=ON)
-  [[ $preset != reference ]] || options=(-DVORGATE_TOOL=OFF) # the same as the installed build's
+for preset in unit php asan tsan php-asan; do
   say "$preset"
-  build "$preset" "${options[@]}" || {
+  build "$preset" || {
     tally 0 1
     conclude
   }
@@ -236,8 +232,8 @@ check format clang-format --dry-run --Werror "${sources[@]}"
 if [[ $tidy == yes ]]; then
   # Each build knows the sources of one engine. Clang refuses an option of GCC that
   # says nothing of the language.
-  declare -A folders=([reference]='src|host|agent' [installed]='src|agent/tool')
-  for preset in reference installed; do
+  declare -A folders=([unit]='src|host|agent' [php]='src|tool')
+  for preset in unit php; do
     mkdir -p "build/tidy/$preset"
     sed 's/ -fno-gnu-unique//' "build/$preset/compile_commands.json" \
       >"build/tidy/$preset/compile_commands.json"
@@ -250,14 +246,14 @@ if [[ $tidy == yes ]]; then
   done
 fi
 
-for preset in reference asan tsan; do unit_tests "$preset"; done
+for preset in unit asan tsan; do unit_tests "$preset"; done
 heading "figures of the agent's tests of queries and scripts"
-build/reference/agent_tests --gtest_filter='SqlCorpus.*:Scripts.Ordinary*' |
+build/unit/agent_tests --gtest_filter='SqlCorpus.*:Scripts.Ordinary*' |
   grep -E ', found: |, [0-9]+ findings' || tally 0 1
 
 agent_claim
 interpreters scenarios env
-all_scenarios scenarios installed
+all_scenarios scenarios php
 # The engine's own memory comes from malloc, block by block, so that the
 # sanitizer sees it, with the memory limit and the clean-up at the end of a
 # request still at work. Modules stay loaded, so that a leak's stack has names.
@@ -271,7 +267,7 @@ interpreters scenarios-sanitized "${steady[@]}" env \
   "ASAN_OPTIONS=detect_leaks=1:exitcode=0:verify_asan_link_order=0:log_path=$reports:$stacks" \
   UBSAN_OPTIONS=print_stacktrace=1 \
   USE_ZEND_ALLOC=0 USE_TRACKED_ALLOC=1 ZEND_DONT_UNLOAD_MODULES=1
-all_scenarios scenarios-sanitized installed-asan
+all_scenarios scenarios-sanitized php-asan
 agent_give_back
 sanitizer_reports
 

@@ -1,4 +1,4 @@
-#include "address.h"
+#include "agent/address.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

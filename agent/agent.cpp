@@ -1,4 +1,4 @@
-#include "agent.h"
+#include "agent/agent.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -7,9 +7,9 @@
 #include <string_view>
 #include <utility>
 
-#include "sql/sql_injection.h"
-#include "sql/sql_rules.h"
-#include "uploads.h"
+#include "agent/sql/sql_injection.h"
+#include "agent/sql/sql_rules.h"
+#include "agent/uploads.h"
 
 namespace vorgate::agent {
 namespace {

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "event_log.h"
-#include "notice.h"
-#include "policy_source.h"
-#include "script/script_rules.h"
+#include "agent/event_log.h"
+#include "agent/notice.h"
+#include "agent/policy_source.h"
+#include "agent/script/script_rules.h"
 #include "vorgate/php_help.h"
 
 namespace vorgate::agent {

@@ -1,4 +1,4 @@
-#include "event_json.h"
+#include "agent/event_json.h"
 
 #include <unistd.h>
 
@@ -10,7 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "categories.h"
+#include "agent/categories.h"
 
 namespace vorgate::agent {
 namespace {

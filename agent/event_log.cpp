@@ -1,4 +1,4 @@
-#include "event_log.h"
+#include "agent/event_log.h"
 
 #include <fcntl.h>
 #include <limits.h>
@@ -10,8 +10,8 @@
 #include <cstring>
 #include <exception>
 
-#include "file_io.h"
-#include "notice.h"
+#include "agent/file_io.h"
+#include "agent/notice.h"
 
 namespace vorgate::agent {
 namespace {

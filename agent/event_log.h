@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <string>
 
-#include "event_json.h"
-#include "notice.h"
+#include "agent/event_json.h"
+#include "agent/notice.h"
 
 namespace vorgate::agent {
 

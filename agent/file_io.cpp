@@ -1,4 +1,4 @@
-#include "file_io.h"
+#include "agent/file_io.h"
 
 #include <fcntl.h>
 #include <signal.h>

@@ -1,4 +1,4 @@
-#include "notice.h"
+#include "agent/notice.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -11,7 +11,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "file_io.h"
+#include "agent/file_io.h"
 
 namespace vorgate::agent {
 namespace {

@@ -1,4 +1,4 @@
-#include "policy.h"
+#include "agent/policy.h"
 
 #include <stdlib.h>
 
@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <utility>
 
-#include "categories.h"
-#include "letter_case.h"
-#include "toml_reader.h"
+#include "agent/categories.h"
+#include "agent/letter_case.h"
+#include "agent/toml_reader.h"
 
 namespace vorgate::agent {
 namespace {

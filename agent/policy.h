@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "address.h"
+#include "agent/address.h"
 
 namespace vorgate::agent {
 

@@ -1,4 +1,4 @@
-#include "policy_source.h"
+#include "agent/policy_source.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,8 +10,8 @@
 #include <optional>
 #include <utility>
 
-#include "file_io.h"
-#include "notice.h"
+#include "agent/file_io.h"
+#include "agent/notice.h"
 
 namespace vorgate::agent {
 namespace {

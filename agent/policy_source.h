@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "policy.h"
-#include "script/script_rules.h"
-#include "sql/sql_rules.h"
+#include "agent/policy.h"
+#include "agent/script/script_rules.h"
+#include "agent/sql/sql_rules.h"
 
 namespace vorgate::agent {
 

@@ -1,8 +1,8 @@
-#include "uploads.h"
+#include "agent/uploads.h"
 
 #include <algorithm>
 
-#include "letter_case.h"
+#include "agent/letter_case.h"
 
 namespace vorgate::agent {
 namespace {

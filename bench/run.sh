@@ -67,9 +67,9 @@ END
 begin
 need_packages "${DEMO_PACKAGES[@]}" php8.2-cgi php8.2-fpm php8.2-mysql php8.2-opcache \
   mariadb-server nginx-light wordpress wordpress-theme-twentytwentythree wrk valgrind
-build installed
+build php
 agent_claim
-agent_place "$root/build/installed/libmessage_queue_linux.so"
+agent_place "$root/build/php/libmessage_queue_linux.so"
 # Not under build/: the pages' workers are another user, who may not get that far.
 work=$(mktemp -d)
 at_end "rm -rf $work"
@@ -103,8 +103,8 @@ BENCH_DATABASE=$work/database.sock php -n -d extension=mysqlnd.so -d extension=m
 printf '%s\n' "daemon off;" "pid $work/nginx.pid;" "error_log $work/nginx.log;" "worker_processes 1;" \
   "events {}" "http {" >"$work/nginx.conf"
 serve_page 0
-serve_page 1 "$root/build/installed/do_nothing.so"
-serve_page 2 "$root/build/installed/vorgate.so"
+serve_page 1 "$root/build/php/do_nothing.so"
+serve_page 2 "$root/build/php/vorgate.so"
 echo "}" >>"$work/nginx.conf"
 start_child "$(PATH=$PATH:/usr/sbin type -P nginx)" -c "$work/nginx.conf" -e "$work/nginx.log"
 for ((i = 0; i < 3; i++)); do
@@ -116,5 +116,5 @@ for ((i = 0; i < 3; i++)); do
 done
 
 mkdir -p "$root/build/bench"
-php -n -d memory_limit=-1 "$root/bench/run.php" "$root/build/installed" "$work" "$rounds" "${ports[@]}"
+php -n -d memory_limit=-1 "$root/bench/run.php" "$root/build/php" "$work" "$rounds" "${ports[@]}"
 cp "$work/results.json" "$root/build/bench/"

@@ -8,7 +8,10 @@ set(agent_folder /usr/local/lib/vlib64)
 # Libraries that are loaded at run time are data for the distribution.
 set(data_file PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 
-install(TARGETS message_queue_linux LIBRARY DESTINATION ${agent_folder} COMPONENT agent ${data_file})
+if(TARGET message_queue_linux)
+  install(TARGETS message_queue_linux LIBRARY DESTINATION ${agent_folder} COMPONENT agent
+    ${data_file})
+endif()
 if(TARGET vorgate_agent_tool)
   install(TARGETS vorgate_agent_tool RUNTIME COMPONENT agent)
 endif()
@@ -123,7 +126,7 @@ endforeach()
 # The report's page holds them.
 foreach(file echarts/LICENSE echarts/NOTICE zrender/LICENSE)
   string(REPLACE "/" "." name ${file})
-  install(FILES ${CMAKE_BINARY_DIR}/agent/report/node_modules/${file} DESTINATION ${doc}
+  install(FILES ${CMAKE_BINARY_DIR}/tool/report/node_modules/${file} DESTINATION ${doc}
     RENAME copyright.${name} COMPONENT agent)
 endforeach()
 install(FILES agent/agent.example.toml DESTINATION /etc/vorgate RENAME agent.toml COMPONENT agent)

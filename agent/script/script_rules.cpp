@@ -1,4 +1,4 @@
-#include "script_rules.h"
+#include "agent/script/script_rules.h"
 
 #include <pthread.h>
 #include <yara.h>
@@ -13,7 +13,7 @@
 #include <mutex>
 #include <utility>
 
-#include "script/shipped_rules.h"
+#include "agent/script/shipped_rules.h"
 
 namespace vorgate::script {
 namespace {

@@ -1,4 +1,4 @@
-#include "occurrence_index.h"
+#include "agent/sql/occurrence_index.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "sql_injection.h"
+#include "agent/sql/sql_injection.h"
 
 #include <string.h>
 
@@ -10,8 +10,8 @@
 #include <unordered_set>
 #include <vector>
 
-#include "occurrence_index.h"
-#include "sql_lexer.h"
+#include "agent/sql/occurrence_index.h"
+#include "agent/sql/sql_lexer.h"
 
 namespace vorgate::sql {
 namespace {

@@ -1,4 +1,4 @@
-#include "sql_lexer.h"
+#include "agent/sql/sql_lexer.h"
 
 #include <algorithm>
 #include <array>

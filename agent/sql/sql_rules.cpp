@@ -1,4 +1,4 @@
-#include "sql_rules.h"
+#include "agent/sql/sql_rules.h"
 
 #include <algorithm>
 #include <iterator>
@@ -8,9 +8,9 @@
 #include <re2/re2.h>
 #include <re2/set.h>
 
-#include "shipped_rules.h"
-#include "sql_lexer.h"
-#include "toml_reader.h"
+#include "agent/sql/shipped_rules.h"
+#include "agent/sql/sql_lexer.h"
+#include "agent/toml_reader.h"
 
 namespace vorgate::sql {
 namespace {

@@ -1,8 +1,8 @@
 #include "detectors/chains.h"
 
 #include "detectors/finding.h"
-#include "request/text.h"
 #include "stack/render.h"
+#include "text/text.h"
 
 using vorgate::BlockCategory;
 using vorgate::EventCode;

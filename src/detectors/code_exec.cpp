@@ -6,8 +6,8 @@
 #include "detectors/finding.h"
 #include "engine/common_util.h"
 #include "request/parameters.h"
-#include "request/text.h"
 #include "stack/render.h"
+#include "text/text.h"
 
 using vorgate::BlockCategory;
 using vorgate::EventCode;

@@ -1,6 +1,6 @@
 #include "detectors/finding.h"
 #include "engine/common_util.h"
-#include "request/text.h"
+#include "text/text.h"
 
 bool CCommonUtil::check_curl_ssrf(const std::string&, const std::string& url) {
   if (!has_reporting_object()) return false;

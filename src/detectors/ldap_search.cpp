@@ -4,7 +4,7 @@
 #include "detectors/finding.h"
 #include "engine/common_util.h"
 #include "request/parameters.h"
-#include "request/text.h"
+#include "text/text.h"
 
 namespace {
 

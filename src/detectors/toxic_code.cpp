@@ -1,7 +1,7 @@
 #include <string>
 
 #include "engine/common_util.h"
-#include "request/text.h"
+#include "text/text.h"
 #include "vorgate/php_help.h"
 
 namespace {

@@ -3,8 +3,8 @@
 
 #include "detectors/finding.h"
 #include "engine/common_util.h"
-#include "request/text.h"
 #include "stack/backtrace.h"
+#include "text/text.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "detectors/finding.h"
 #include "engine/common_util.h"
-#include "request/text.h"
+#include "text/text.h"
 
 bool CCommonUtil::check_yaml_parse(const std::string& function_name, const std::string& document) {
   if (!has_reporting_object()) return false;

@@ -3,7 +3,8 @@
 #include <dlfcn.h>
 
 #include "engine/common_util.h"
-#include "request/text.h"
+#include "request/superglobals.h"
+#include "text/text.h"
 #include "zend_api/engine.h"
 
 void* hMod = nullptr;

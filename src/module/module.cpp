@@ -40,7 +40,7 @@ static void zm_info_vorgate(zend_module_entry*) noexcept {
 }
 
 zend_module_entry vorgate_module_entry =
-    zend_api::make_module_entry("vorgate", "0.1.0",
+    zend_api::make_module_entry("vorgate", VORGATE_VERSION,
                                 {zm_startup_vorgate, zm_shutdown_vorgate, zm_activate_vorgate,
                                  zm_deactivate_vorgate, zm_info_vorgate});
 

@@ -1,9 +1,6 @@
 #include "module/wrappers.h"
 
-#include <strings.h>
-
 #include <string>
-#include <string_view>
 
 #include "engine/common_util.h"
 #include "module/dispatch.h"
@@ -29,13 +26,8 @@ CCommonUtil::handler CCommonUtil::get_func_by_name(const std::string& name) {
 }
 
 void patch_func(int save, const char* name, zif_handler new_handler) {
-  const std::string_view wanted = name;
   zend_api::for_each(zend_api::function_table(), [&](const zend_string* key, zval* value) {
-    if (key == nullptr) return true;
-    const std::string_view text = zend_api::text(key);
-    if (text.size() != wanted.size() || strncasecmp(text.data(), name, wanted.size()) != 0) {
-      return true;
-    }
+    if (!zend_api::key_is(key, name)) return true;
     zif_handler* slot = zend_api::handler_slot(value);
     if (slot == nullptr) return true;
     if (save != 0) CCommonUtil::get_instance()->add_func(name, *slot);

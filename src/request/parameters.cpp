@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "engine/common_util.h"
-#include "request/http_info.h"
-#include "request/text.h"
+#include "request/superglobals.h"
+#include "text/text.h"
 #include "zend_api/engine.h"
 
 namespace {

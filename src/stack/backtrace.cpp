@@ -1,21 +1,12 @@
 #include "stack/backtrace.h"
 
-#include <strings.h>
-
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
 namespace {
 
 constexpr unsigned long max_argument_text = 4096;
-
-bool key_is(const zend_string* key, const char* name) {
-  if (key == nullptr) return false;
-  const std::string_view text = zend_api::text(key);
-  return text.size() == std::strlen(name) && strncasecmp(text.data(), name, text.size()) == 0;
-}
 
 void capture_arguments(HashTable* arguments, unsigned long max_string_len,
                        std::vector<arginfo>& out) {
@@ -65,13 +56,13 @@ backtraceInfo capture_frame(HashTable* entries, bool args_only, unsigned long ma
   zend_api::for_each(entries, [&](const zend_string* key, const zval* value) {
     if (!args_only) {
       if (capture_name(key, value, frame)) return true;
-      if (key_is(key, "line")) {
+      if (zend_api::key_is(key, "line")) {
         const bool is_integer = zend_api::type_of(value) == IS_LONG;
         frame.line = is_integer ? static_cast<int>(zend_api::integer(value)) : -1;
         return true;
       }
     }
-    if (key_is(key, "args") && zend_api::type_of(value) == IS_ARRAY) {
+    if (zend_api::key_is(key, "args") && zend_api::type_of(value) == IS_ARRAY) {
       capture_arguments(zend_api::array(value), max_string_len, frame.args);
     }
     return true;
@@ -82,7 +73,7 @@ backtraceInfo capture_frame(HashTable* entries, bool args_only, unsigned long ma
 }  // namespace
 
 std::string get_string_value_by_name(const char* name, const zend_string* key, const zval* value) {
-  if (!key_is(key, name) || zend_api::type_of(value) != IS_STRING) return {};
+  if (!zend_api::key_is(key, name) || zend_api::type_of(value) != IS_STRING) return {};
   return std::string(zend_api::text(value));
 }
 

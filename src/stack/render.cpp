@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "stack/backtrace.h"
+#include "text/text.h"
 #include "zend_api/engine.h"
 
 namespace {
@@ -77,16 +77,4 @@ std::string resort_stack_info(const std::string& stack_text) {
     chain += *line;
   }
   return chain;
-}
-
-void string_replace(std::string& text, const std::string& from, const std::string& to) {
-  std::string result;
-  std::size_t start = 0;
-  for (std::size_t hit; (hit = text.find(from, start)) != text.npos; start = hit + from.size()) {
-    result.append(text, start, hit - start);
-    result += to;
-  }
-  if (start == 0) return;
-  result.append(text, start);
-  text = std::move(result);
 }

@@ -16,8 +16,4 @@ std::string format_debug_backtrace_str(int max_frames);
 // is left out.
 std::string resort_stack_info(const std::string& stack_text);
 
-// Replaces each occurrence of `from`, which must not be empty, by `to`, from left
-// to right; what was put in is not searched again.
-void string_replace(std::string& text, const std::string& from, const std::string& to);
-
 #endif  // VORGATE_STACK_RENDER_H

@@ -18,6 +18,8 @@
 //     _SERVER, the log) go through survive_bailout, and the outermost frame of
 //     the module passes the jump on with resume_bailout when all is destroyed.
 
+#include <strings.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -47,6 +49,12 @@ inline std::string_view text(const zend_string* string) { return {string->val, s
 
 // The same of a value of type IS_STRING.
 inline std::string_view text(const zval* value) { return text(value->value.str); }
+
+// Whether the key of an element, null for a numeric one, is `name`, ignoring ASCII case.
+inline bool key_is(const zend_string* key, std::string_view name) {
+  return key != nullptr && key->len == name.size() &&
+         strncasecmp(key->val, name.data(), name.size()) == 0;
+}
 
 inline int64_t integer(const zval* value) { return value->value.lval; }
 inline double floating(const zval* value) { return value->value.dval; }

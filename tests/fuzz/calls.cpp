@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "agent/sql/sql_injection.h"
+#include "agent/sql/sql_rules.h"
 #include "fuzz/line.h"
 #include "module/dispatch.h"
 #include "module/hooks.h"
 #include "module/wrappers.h"
-#include "sql/sql_injection.h"
-#include "sql/sql_rules.h"
 
 using fuzz::json;
 using host::state;

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <string>
 
-#include "event_json.h"
+#include "agent/event_json.h"
 #include "fuzz/input.h"
 
 namespace fuzz {

@@ -1,14 +1,14 @@
 // Policy and rule files, addresses and X-Forwarded-For.
 
-#include "policy.h"
+#include "agent/policy.h"
 
 #include <arpa/inet.h>
 
 #include <array>
 #include <cstring>
 
+#include "agent/sql/sql_rules.h"
 #include "fuzz/input.h"
-#include "sql/sql_rules.h"
 
 using namespace vorgate::agent;
 

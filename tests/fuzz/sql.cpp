@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "agent/sql/sql_injection.h"
+#include "agent/sql/sql_lexer.h"
+#include "agent/sql/sql_rules.h"
 #include "fuzz/input.h"
-#include "sql/sql_injection.h"
-#include "sql/sql_lexer.h"
-#include "sql/sql_rules.h"
 
 using namespace vorgate::sql;
 

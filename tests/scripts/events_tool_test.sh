@@ -5,7 +5,7 @@ set -euo pipefail
 # shellcheck source=scripts/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../scripts/lib.sh"
 begin
-tool=${VORGATE_AGENT_TOOL:-$root/build/installed/vorgate-agent}
+tool=${VORGATE_AGENT_TOOL:-$root/build/php/vorgate-agent}
 work=$(mktemp -d)
 at_end "rm -rf $work"
 log=$work/events.jsonl

@@ -8,7 +8,7 @@ set -euo pipefail
 . "$(dirname "$0")/../../scripts/lib.sh"
 begin
 export LC_ALL=C
-library=${1:-$root/build/installed/libmessage_queue_linux.so}
+library=${1:-$root/build/php/libmessage_queue_linux.so}
 processes=5 each=10000
 total=$((processes * each))
 work=$(mktemp -d)

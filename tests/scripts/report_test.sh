@@ -6,7 +6,7 @@ set -euo pipefail
 # shellcheck source=scripts/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../../scripts/lib.sh"
 begin
-tool=${VORGATE_AGENT_TOOL:-$root/build/installed/vorgate-agent}
+tool=${VORGATE_AGENT_TOOL:-$root/build/php/vorgate-agent}
 work=$root/build/report-test
 for program in npm node chromium; do
   [[ -n $(type -P "$program") ]] || die 2 "needs $program; ./test.sh installs what is missing"

@@ -6,7 +6,7 @@
 # shellcheck source=scripts/lib.sh
 . "$(dirname "$0")/../../scripts/lib.sh"
 begin
-build=${VORGATE_TOOL_BUILD:-$root/build/installed}
+build=${VORGATE_TOOL_BUILD:-$root/build/php}
 tool=$build/vorgate-agent
 work=$(mktemp -d)
 at_end "rm -rf $work"

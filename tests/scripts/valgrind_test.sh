@@ -54,7 +54,7 @@ ordinary='command=true&object=a:0:{}&code=1%3B&file=none&host=localhost&url=none
 form=$'--x\r\nContent-Disposition: form-data; name="up"; filename="a\xff.txt"\r\n\r\nbody\r\n--x--\r\n'
 
 options=(-n -d pcre.jit=0 -d report_memleaks=0)
-for extension in curl ldap pdo pdo_sqlite sockets yaml "$root/build/installed/vorgate.so"; do
+for extension in curl ldap pdo pdo_sqlite sockets yaml "$root/build/php/vorgate.so"; do
   options+=(-d "extension=$extension")
 done
 php_cgi=$(dirname "$(php-config --php-binary)")/php-cgi8.2
@@ -85,7 +85,7 @@ request() {
 }
 
 agent_claim
-agent_place build/installed/libmessage_queue_linux.so
+agent_place build/php/libmessage_queue_linux.so
 for enforcement in block report; do
   write_policy "$enforcement" "$work/agent.toml" "$work/$enforcement.jsonl"
   request "$enforcement-attack" '' REQUEST_METHOD=GET "QUERY_STRING=$attack" HTTP_REFERER=$'\xff'

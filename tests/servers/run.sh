@@ -16,7 +16,7 @@ Usage: tests/servers/run.sh [--long] [--only NAME] [OPTION FILE...]
 $options_text
 
 Runs Apache with mod_php, nginx with php-fpm, and php -S, without and with an opcode
-cache, on 127.0.0.1, with the module and agent of build/installed (as ./test.sh builds
+cache, on 127.0.0.1, with the module and agent of build/php (as ./test.sh builds
 them). Every attack must be exactly one finding with its code, blocked; every ordinary
 answer must be that of an unprotected server, to the byte; no worker may die; and from its
 1,000th request on no worker may grow by more than 16 KiB and a byte a request. One line of

@@ -6,7 +6,7 @@
 tools=$(php-config --php-binary) # what runs requests.php
 php=$tools php_fpm=/usr/sbin/php-fpm8.2
 apache_php=/usr/lib/apache2/modules/libphp8.2.so
-module=$root/build/installed/vorgate.so agent=$root/build/installed/libmessage_queue_linux.so
+module=$root/build/php/vorgate.so agent=$root/build/php/libmessage_queue_linux.so
 workers=4
 
 options_text='       --php FILE, --php-fpm FILE, --apache-php FILE, --module FILE, --agent FILE:

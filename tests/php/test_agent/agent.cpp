@@ -18,7 +18,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "event_json.h"
+#include "agent/event_json.h"
 #include "vorgate/php_help.h"
 
 namespace {

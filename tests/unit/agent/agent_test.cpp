@@ -1,4 +1,4 @@
-#include "agent.h"
+#include "agent/agent.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "file_io.h"
-#include "policy.h"
+#include "agent/file_io.h"
+#include "agent/policy.h"
 #include "scratch.h"
 
 namespace vorgate::agent::test {

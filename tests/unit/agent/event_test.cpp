@@ -17,10 +17,10 @@
 #include <thread>
 #include <vector>
 
-#include "event_json.h"
-#include "event_log.h"
-#include "file_io.h"
-#include "notice.h"
+#include "agent/event_json.h"
+#include "agent/event_log.h"
+#include "agent/file_io.h"
+#include "agent/notice.h"
 #include "scratch.h"
 
 namespace vorgate::agent::test {

@@ -13,7 +13,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "agent.h"
+#include "agent/agent.h"
 
 namespace vorgate::agent::test {
 

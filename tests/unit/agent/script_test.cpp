@@ -11,10 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include "file_io.h"
+#include "agent/file_io.h"
+#include "agent/script/script_rules.h"
+#include "agent/uploads.h"
 #include "scratch.h"
-#include "script/script_rules.h"
-#include "uploads.h"
 
 namespace vorgate::agent::test {
 namespace {

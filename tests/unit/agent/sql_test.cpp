@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "agent/sql/occurrence_index.h"
+#include "agent/sql/sql_injection.h"
+#include "agent/sql/sql_lexer.h"
+#include "agent/sql/sql_rules.h"
 #include "scratch.h"
-#include "sql/occurrence_index.h"
-#include "sql/sql_injection.h"
-#include "sql/sql_lexer.h"
-#include "sql/sql_rules.h"
 
 namespace vorgate::sql {
 namespace {

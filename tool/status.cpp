@@ -13,11 +13,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "commands.h"
-#include "event_reader.h"
-#include "files.h"
-#include "installation.h"
-#include "safe_text.h"
+#include "tool/commands.h"
+#include "tool/event_reader.h"
+#include "tool/files.h"
+#include "tool/installation.h"
+#include "tool/safe_text.h"
 #include "vorgate/php_help.h"
 
 namespace vorgate::agent::tool {

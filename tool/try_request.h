@@ -1,5 +1,5 @@
-#ifndef VORGATE_AGENT_TOOL_TRY_REQUEST_H
-#define VORGATE_AGENT_TOOL_TRY_REQUEST_H
+#ifndef VORGATE_TOOL_TRY_REQUEST_H
+#define VORGATE_TOOL_TRY_REQUEST_H
 
 // A request made up on the command line or read from a file, in the form in which
 // the engine hands one to the module.
@@ -61,4 +61,4 @@ class TriedRequest {
 
 }  // namespace vorgate::agent::tool
 
-#endif  // VORGATE_AGENT_TOOL_TRY_REQUEST_H
+#endif  // VORGATE_TOOL_TRY_REQUEST_H

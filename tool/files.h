@@ -1,5 +1,5 @@
-#ifndef VORGATE_AGENT_TOOL_FILES_H
-#define VORGATE_AGENT_TOOL_FILES_H
+#ifndef VORGATE_TOOL_FILES_H
+#define VORGATE_TOOL_FILES_H
 
 // The files of an installation as check, status and try look at them.
 
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "policy.h"
+#include "agent/policy.h"
 
 namespace vorgate::agent::tool {
 
@@ -77,4 +77,4 @@ std::string in_words(const Policy& policy);
 
 }  // namespace vorgate::agent::tool
 
-#endif  // VORGATE_AGENT_TOOL_FILES_H
+#endif  // VORGATE_TOOL_FILES_H

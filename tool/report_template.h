@@ -1,5 +1,5 @@
-#ifndef VORGATE_AGENT_TOOL_REPORT_TEMPLATE_H
-#define VORGATE_AGENT_TOOL_REPORT_TEMPLATE_H
+#ifndef VORGATE_TOOL_REPORT_TEMPLATE_H
+#define VORGATE_TOOL_REPORT_TEMPLATE_H
 
 #include <string_view>
 
@@ -10,4 +10,4 @@ std::string_view report_template();
 
 }  // namespace vorgate::agent::tool
 
-#endif  // VORGATE_AGENT_TOOL_REPORT_TEMPLATE_H
+#endif  // VORGATE_TOOL_REPORT_TEMPLATE_H

@@ -17,12 +17,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "commands.h"
-#include "event_json.h"
-#include "event_reader.h"
-#include "event_words.h"
-#include "report_template.h"
-#include "safe_text.h"
+#include "agent/event_json.h"
+#include "tool/commands.h"
+#include "tool/event_reader.h"
+#include "tool/event_words.h"
+#include "tool/report_template.h"
+#include "tool/safe_text.h"
 
 namespace vorgate::agent::tool {
 namespace {

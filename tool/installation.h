@@ -1,5 +1,5 @@
-#ifndef VORGATE_AGENT_TOOL_INSTALLATION_H
-#define VORGATE_AGENT_TOOL_INSTALLATION_H
+#ifndef VORGATE_TOOL_INSTALLATION_H
+#define VORGATE_TOOL_INSTALLATION_H
 
 // What stands on the machine and what runs on it, as far as this program may see.
 
@@ -57,4 +57,4 @@ bool php_processes(std::vector<PhpProcess>* found);
 
 }  // namespace vorgate::agent::tool
 
-#endif  // VORGATE_AGENT_TOOL_INSTALLATION_H
+#endif  // VORGATE_TOOL_INSTALLATION_H

@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "commands.h"
+#include "tool/commands.h"
 
 namespace {
 

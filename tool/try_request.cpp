@@ -1,4 +1,4 @@
-#include "try_request.h"
+#include "tool/try_request.h"
 
 #include <algorithm>
 #include <cctype>
@@ -8,7 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "event_words.h"
+#include "tool/event_words.h"
 
 namespace vorgate::agent::tool {
 namespace {

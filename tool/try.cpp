@@ -12,17 +12,17 @@
 #include <string>
 #include <vector>
 
-#include "agent.h"
-#include "categories.h"
-#include "commands.h"
+#include "agent/agent.h"
+#include "agent/categories.h"
+#include "agent/toml_reader.h"
 #include "engine/common_util.h"
-#include "files.h"
 #include "host/host.h"
 #include "module/dispatch.h"
 #include "request/parameters.h"
-#include "safe_text.h"
-#include "toml_reader.h"
-#include "try_request.h"
+#include "tool/commands.h"
+#include "tool/files.h"
+#include "tool/safe_text.h"
+#include "tool/try_request.h"
 #include "vorgate/php_help.h"
 
 // Where the engine begins with the module, which is linked in.

@@ -1,4 +1,4 @@
-#include "safe_text.h"
+#include "tool/safe_text.h"
 
 #include <langinfo.h>
 #include <sys/ioctl.h>

@@ -1,8 +1,8 @@
-#ifndef VORGATE_REQUEST_TEXT_H
-#define VORGATE_REQUEST_TEXT_H
+#ifndef VORGATE_TEXT_TEXT_H
+#define VORGATE_TEXT_TEXT_H
 
-// Searches in hostile bytes. All are linear in the length of both texts, whatever
-// these hold: std::string::find is not, and a visitor chooses both.
+// Searches and small helpers for hostile bytes. All are linear in the length of both texts,
+// whatever these hold: std::string::find is not, and a visitor chooses both.
 
 #include <cstddef>
 #include <string>
@@ -22,4 +22,8 @@ bool contains_c_string(const char* text, const char* needle);
 // Cuts `s` to its first `max_len` bytes when it is longer.
 void reserve_custom_len(std::string& s, std::size_t max_len);
 
-#endif  // VORGATE_REQUEST_TEXT_H
+// Replaces each occurrence of `from`, which must not be empty, by `to`, from left
+// to right; what was put in is not searched again.
+void string_replace(std::string& text, const std::string& from, const std::string& to);
+
+#endif  // VORGATE_TEXT_TEXT_H

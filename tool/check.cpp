@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "files.h"
-#include "script/script_rules.h"
-#include "sql/sql_rules.h"
-#include "toml_reader.h"
+#include "agent/script/script_rules.h"
+#include "agent/sql/sql_rules.h"
+#include "agent/toml_reader.h"
+#include "tool/commands.h"
+#include "tool/files.h"
 
 namespace vorgate::agent::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "report_template.h"
+#include "tool/report_template.h"
 
 #ifdef VORGATE_REPORT_TEMPLATE
 // The file's bytes, as the assembler puts them there: a literal of this size would

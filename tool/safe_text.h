@@ -1,5 +1,5 @@
-#ifndef VORGATE_AGENT_TOOL_SAFE_TEXT_H
-#define VORGATE_AGENT_TOOL_SAFE_TEXT_H
+#ifndef VORGATE_TOOL_SAFE_TEXT_H
+#define VORGATE_TOOL_SAFE_TEXT_H
 
 // Showing texts that attackers wrote.
 
@@ -39,4 +39,4 @@ bool terminal_colours();
 
 }  // namespace vorgate::agent::tool
 
-#endif  // VORGATE_AGENT_TOOL_SAFE_TEXT_H
+#endif  // VORGATE_TOOL_SAFE_TEXT_H

@@ -1,4 +1,4 @@
-#include "installation.h"
+#include "tool/installation.h"
 
 #include <dlfcn.h>
 #include <elf.h>
@@ -19,7 +19,7 @@
 #include <regex>
 #include <sstream>
 
-#include "file_io.h"
+#include "agent/file_io.h"
 #include "vorgate/php_help.h"
 
 namespace vorgate::agent::tool {

@@ -1,4 +1,4 @@
-#include "event_words.h"
+#include "tool/event_words.h"
 
 #include <arpa/inet.h>
 

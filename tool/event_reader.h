@@ -1,5 +1,5 @@
-#ifndef VORGATE_AGENT_TOOL_EVENT_READER_H
-#define VORGATE_AGENT_TOOL_EVENT_READER_H
+#ifndef VORGATE_TOOL_EVENT_READER_H
+#define VORGATE_TOOL_EVENT_READER_H
 
 // Reading event logs. A log is read as it is written: a piece of a line that a
 // killed process left behind, or anything else that is no event, is counted and
@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "policy.h"
+#include "agent/policy.h"
 
 namespace vorgate::agent::tool {
 
@@ -138,4 +138,4 @@ Policy policy_for(const char* command, std::string* path);
 
 }  // namespace vorgate::agent::tool
 
-#endif  // VORGATE_AGENT_TOOL_EVENT_READER_H
+#endif  // VORGATE_TOOL_EVENT_READER_H

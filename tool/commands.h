@@ -1,5 +1,5 @@
-#ifndef VORGATE_AGENT_TOOL_COMMANDS_H
-#define VORGATE_AGENT_TOOL_COMMANDS_H
+#ifndef VORGATE_TOOL_COMMANDS_H
+#define VORGATE_TOOL_COMMANDS_H
 
 // The subcommands of vorgate-agent. Each function adds one to the program; what it
 // does runs while the arguments are parsed. A command that ends with a status other
@@ -19,4 +19,4 @@ void add_report(CLI::App& program);
 
 }  // namespace vorgate::agent::tool
 
-#endif  // VORGATE_AGENT_TOOL_COMMANDS_H
+#endif  // VORGATE_TOOL_COMMANDS_H

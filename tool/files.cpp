@@ -1,4 +1,4 @@
-#include "files.h"
+#include "tool/files.h"
 
 #include <grp.h>
 #include <pwd.h>
@@ -11,10 +11,10 @@
 #include <ctime>
 #include <filesystem>
 
-#include "categories.h"
-#include "file_io.h"
-#include "script/script_rules.h"
-#include "sql/sql_rules.h"
+#include "agent/categories.h"
+#include "agent/file_io.h"
+#include "agent/script/script_rules.h"
+#include "agent/sql/sql_rules.h"
 
 namespace vorgate::agent::tool {
 namespace {

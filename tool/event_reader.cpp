@@ -1,4 +1,4 @@
-#include "event_reader.h"
+#include "tool/event_reader.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,8 +12,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "commands.h"
-#include "file_io.h"
+#include "agent/file_io.h"
+#include "tool/commands.h"
 
 namespace vorgate::agent::tool {
 namespace {

@@ -8,10 +8,7 @@ find_program(VORGATE_NODE node DOC "Node.js (18 or later), for the page of vorga
 
 set(report_wanted ${VORGATE_REPORT})
 if(report_wanted STREQUAL "AUTO")
-  # A sanitizer has nothing to find in a page.
-  if(VORGATE_SANITIZE)
-    set(report_wanted OFF)
-  elseif(NOT VORGATE_NPM OR NOT VORGATE_NODE)
+  if(NOT VORGATE_NPM OR NOT VORGATE_NODE)
     message(STATUS "vorgate-agent report: left out, because npm and nodejs are not installed")
     set(report_wanted OFF)
   endif()
@@ -32,7 +29,7 @@ if(report_wanted)
     DEPENDS ${report_sources} ${CMAKE_CURRENT_SOURCE_DIR}/report/make_page.cmake
     COMMENT "Bundling the page of vorgate-agent report"
     VERBATIM)
-  set_source_files_properties(tool/report_template.cpp PROPERTIES
+  set_source_files_properties(report_template.cpp PROPERTIES
     COMPILE_DEFINITIONS VORGATE_REPORT_TEMPLATE="${report_page}"
     OBJECT_DEPENDS ${report_page})
 endif()

@@ -1,5 +1,5 @@
-#ifndef VORGATE_AGENT_TOOL_EVENT_WORDS_H
-#define VORGATE_AGENT_TOOL_EVENT_WORDS_H
+#ifndef VORGATE_TOOL_EVENT_WORDS_H
+#define VORGATE_TOOL_EVENT_WORDS_H
 
 // What events mean, in words for people.
 
@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "categories.h"
-#include "event_reader.h"
-#include "policy.h"
+#include "agent/categories.h"
+#include "agent/policy.h"
+#include "tool/event_reader.h"
 
 namespace vorgate::agent::tool {
 
@@ -67,4 +67,4 @@ std::string url_decoded(std::string_view text, bool plus_is_blank = true);
 
 }  // namespace vorgate::agent::tool
 
-#endif  // VORGATE_AGENT_TOOL_EVENT_WORDS_H
+#endif  // VORGATE_TOOL_EVENT_WORDS_H

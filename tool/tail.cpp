@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "event_reader.h"
-#include "event_words.h"
-#include "file_io.h"
-#include "safe_text.h"
+#include "agent/file_io.h"
+#include "tool/commands.h"
+#include "tool/event_reader.h"
+#include "tool/event_words.h"
+#include "tool/safe_text.h"
 
 namespace vorgate::agent::tool {
 namespace {
