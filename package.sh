@@ -75,8 +75,7 @@ done
 mv build/package/packed/*.deb build/package-reference/packed/*.tar.gz "$out"
 
 log=$root/build/logs/lintian.log
-# The sources name no holder of the copyright, so packaging/copyright can name none.
-lintian --allow-root --suppress-tags copyright-without-copyright-notice \
+lintian --allow-root \
   --fail-on error,warning \
   "$out"/*.deb >"$log" 2>&1 || {
   cat "$log" >&2
