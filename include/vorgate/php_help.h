@@ -71,6 +71,83 @@ enum class EventCode : unsigned int {
   request_execution = 0x40000,    // code or a connection's host is the request's own
 };
 
+// The texts of `send_event` that do not come from the request. Zero-terminated;
+// their bytes are part of the contract. They are pointers: compare what they point
+// at, as with std::string_view.
+
+// The second argument: what was tried.
+namespace event_kind {
+inline constexpr const char* execute_command = "execute_command";  // commands, code, objects
+inline constexpr const char* run_web_shell = "execute_command_2";  // a web shell's long script
+inline constexpr const char* read = "read";                        // a file, or a file:// URL
+inline constexpr const char* connect = "connect";                  // to a host or URL
+inline constexpr const char* create = "create";                    // a file
+inline constexpr const char* include = "file_include";
+inline constexpr const char* parse_xml = "xxe_inject";
+inline constexpr const char* query_by_shape = "sql_query_regex";  // lookup_sql said so; LDAP too
+inline constexpr const char* query_by_values = "sql_query_lib";   // match_sql said so
+}  // namespace event_kind
+
+// The third argument: what the details are when they are neither the name of the
+// watched function, nor a call chain, nor a text of the agent's.
+namespace event_detail {
+inline constexpr const char* chain_link = "->";  // between the calls of a chain
+inline constexpr const char* include = "safe_compile_file";
+inline constexpr const char* request_forgery = "curl_ssrf";
+// Before the name of the function that reads YAML: "unserialize:yaml_parse".
+inline constexpr const char* yaml_object_prefix = "unserialize:";
+// Before the family that scan_webshell named.
+inline constexpr const char* web_shell_family_prefix = "chopper->";
+inline constexpr const char* web_shell = "webshell";  // scan_script said so
+// Code that PHP compiles at run time, by where it comes from.
+inline constexpr const char* eval_code = "eval()'d code";
+inline constexpr const char* assert_code = "assert code";
+inline constexpr const char* regexp_code = "regexp code";
+inline constexpr const char* mbregex_code = "mbregex replace";
+inline constexpr const char* created_function = "runtime-created function";
+// Behind eval_code, when a constructor evaluates inside an eval.
+inline constexpr const char* from_constructor_suffix = " from __construct(eval(";
+}  // namespace event_detail
+
+// The fourth argument: the kind of thing acted on. Request forgery has no target:
+// event_kind::connect or event_kind::read stands in its place again.
+namespace event_target {
+inline constexpr const char* command = "command";  // code, queries and documents as well
+inline constexpr const char* file = "file";
+inline constexpr const char* host = "host";
+}  // namespace event_target
+
+// What an event is called in a log, for people and for filters. The module knows
+// none of these names: they follow from code, kind and detail, and the local agent
+// writes them. An agent that uses the same ones can be read by the same tools.
+namespace event_name {
+inline constexpr const char* execution_record = "execution_record";
+inline constexpr const char* connection_record = "connection_record";
+inline constexpr const char* sql_injection = "sql_injection";
+inline constexpr const char* ldap_injection = "ldap_injection";
+inline constexpr const char* file_include = "file_include";
+inline constexpr const char* deserialisation_chain = "deserialisation_chain";
+inline constexpr const char* deserialisation_file_create = "deserialisation_file_create";
+inline constexpr const char* yaml_object = "yaml_object";
+inline constexpr const char* request_forgery = "request_forgery";
+inline constexpr const char* xml_external_entity = "xml_external_entity";
+inline constexpr const char* command_execution = "command_execution";
+inline constexpr const char* file_read = "file_read";
+inline constexpr const char* request_named_connection = "request_named_connection";
+inline constexpr const char* code_execution = "code_execution";
+inline constexpr const char* web_shell = "web_shell";
+inline constexpr const char* script_upload = "script_upload";  // send_upload, refused or reported
+inline constexpr const char* file_create = "file_create";      // any other send_upload
+inline constexpr const char* unknown = "unknown";              // a code newer than the agent
+}  // namespace event_name
+
+// What became of the call, in a log.
+namespace event_verdict {
+inline constexpr const char* blocked = "blocked";    // a finding, and the call was stopped
+inline constexpr const char* reported = "reported";  // a finding, and the call went on
+inline constexpr const char* logged = "logged";      // no finding
+}  // namespace event_verdict
+
 }  // namespace vorgate
 
 class IPhpHelp {
@@ -96,13 +173,12 @@ class IPhpHelp {
   // 1. Takes one event. One call is one event: a finding, or (code 0) the record
   //    of an ordinary call.
   //    code      an EventCode.
-  //    kind      what was tried: "execute_command", "execute_command_2" (a web
-  //              shell), "read", "connect", "create", "file_include",
-  //              "xxe_inject", "sql_query_regex", "sql_query_lib".
-  //    detail    the function's name, the outermost-first call chain joined by
-  //              "->", or what the kind of event says of itself.
-  //    target    the kind of thing acted on: "command", "file", "host"; for
-  //              request forgery "connect" or "read", the same as `kind`.
+  //    kind      what was tried: one of vorgate::event_kind.
+  //    detail    the function's name; the outermost-first call chain, joined by
+  //              event_detail::chain_link; one of vorgate::event_detail; or, for
+  //              event_kind::query_by_shape, what lookup_sql wrote.
+  //    target    the kind of thing acted on: one of vorgate::event_target; for
+  //              request forgery the same as `kind`.
   //    subject   the command, path, URL, host, code, query or document itself.
   //    allowed   1: the call goes on; 0: the agent's get_block_mode answered
   //              that it is to be stopped.

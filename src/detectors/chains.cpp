@@ -4,6 +4,8 @@
 #include "stack/render.h"
 #include "text/text.h"
 
+namespace event_kind = vorgate::event_kind;
+namespace event_target = vorgate::event_target;
 using vorgate::BlockCategory;
 using vorgate::EventCode;
 
@@ -33,7 +35,8 @@ bool report_execution_chain(const char* command, HttpInfo& info, bool& verdict) 
     return false;
   }
   const std::string chain = resort_stack_info(info.stack_trace);
-  verdict =
-      report_finding({code, category, "execute_command", chain.c_str(), "command", command}, info);
+  verdict = report_finding(
+      {code, category, event_kind::execute_command, chain.c_str(), event_target::command, command},
+      info);
   return true;
 }

@@ -9,6 +9,9 @@
 #include "stack/render.h"
 #include "text/text.h"
 
+namespace event_detail = vorgate::event_detail;
+namespace event_kind = vorgate::event_kind;
+namespace event_target = vorgate::event_target;
 using vorgate::BlockCategory;
 using vorgate::EventCode;
 
@@ -21,15 +24,16 @@ bool report_attack(const char* event_name, const std::string& kind, std::string 
                    HttpInfo& info) {
   reserve_custom_len(detail, max_attack_detail);
   return report_finding({EventCode::request_execution, BlockCategory::code_execution, event_name,
-                         kind.c_str(), "command", detail.c_str()},
+                         kind.c_str(), event_target::command, detail.c_str()},
                         info);
 }
 
 bool report_chain(const std::string& detail, HttpInfo& info) {
   const std::string chain = resort_stack_info(info.stack_trace);
-  return report_finding({EventCode::deserialisation, BlockCategory::deserialisation,
-                         "execute_command", chain.c_str(), "command", detail.c_str()},
-                        info);
+  return report_finding(
+      {EventCode::deserialisation, BlockCategory::deserialisation, event_kind::execute_command,
+       chain.c_str(), event_target::command, detail.c_str()},
+      info);
 }
 
 }  // namespace
@@ -42,24 +46,28 @@ bool CCommonUtil::check_code_exec(const std::string& source_name, const std::str
   HttpInfo info;
   if (!open_record(info, CallStack::with)) return false;
 
-  if (kind == "webshell") return report_attack("execute_command_2", kind, detail, info);
-  if (contains(kind, "chopper")) return report_attack("execute_command", kind, detail, info);
+  if (kind == event_detail::web_shell) {
+    return report_attack(event_kind::run_web_shell, kind, detail, info);
+  }
+  if (contains(kind, event_detail::web_shell_family_prefix)) {
+    return report_attack(event_kind::execute_command, kind, detail, info);
+  }
 
   std::string unserialised;
   switch (check_self_and_unserialize(detail, info.stack_trace, unserialised)) {
     case 1:
-      return report_attack("execute_command", kind, detail, info);
+      return report_attack(event_kind::execute_command, kind, detail, info);
     case 2:
       return report_chain(detail, info);
     default:
       break;
   }
-  constexpr const char* nested_eval = "__construct(eval(";
-  if (kind == "eval()'d code" && contains(info.stack_trace, nested_eval)) {
-    kind += std::string(" from ") + nested_eval;
-    return report_attack("execute_command", kind, detail, info);
+  if (kind == event_detail::eval_code && contains(info.stack_trace, "__construct(eval(")) {
+    kind += event_detail::from_constructor_suffix;
+    return report_attack(event_kind::execute_command, kind, detail, info);
   }
-  report_plain("execute_command", kind.c_str(), "command", detail.c_str(), info);
+  report_plain(event_kind::execute_command, kind.c_str(), event_target::command, detail.c_str(),
+               info);
   return false;
 }
 

@@ -47,12 +47,14 @@ bool CCommonUtil::check_command_exec(const std::string& func_name, const std::st
   if (check_command_from_param(func_name, command)) {
     return report_finding(
         {vorgate::EventCode::command_execution, vorgate::BlockCategory::command_execution,
-         "execute_command", func_name.c_str(), "command", command.c_str()},
+         vorgate::event_kind::execute_command, func_name.c_str(), vorgate::event_target::command,
+         command.c_str()},
         info);
   }
   bool verdict = false;
   if (report_execution_chain(command.c_str(), info, verdict)) return verdict;
-  report_plain("execute_command", func_name.c_str(), "command", command.c_str(), info);
+  report_plain(vorgate::event_kind::execute_command, func_name.c_str(),
+               vorgate::event_target::command, command.c_str(), info);
   return false;
 }
 

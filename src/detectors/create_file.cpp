@@ -14,7 +14,7 @@ bool CCommonUtil::check_create_file(const std::string& func_name, const std::str
   if (!unserialize_vul(info.stack_trace)) return false;
   const std::string chain = resort_stack_info(info.stack_trace);
   return report_finding(
-      {vorgate::EventCode::deserialisation, vorgate::BlockCategory::deserialisation, "create",
-       chain.c_str(), "file", path.c_str()},
+      {vorgate::EventCode::deserialisation, vorgate::BlockCategory::deserialisation,
+       vorgate::event_kind::create, chain.c_str(), vorgate::event_target::file, path.c_str()},
       info);
 }

@@ -8,8 +8,9 @@ bool CCommonUtil::check_curl_ssrf(const std::string&, const std::string& url) {
   HttpInfo info;
   if (!open_record(info, CallStack::without)) return false;
   // The action stands in the place of the target as well.
-  const char* action = contains(url, "file://") ? "read" : "connect";
+  const char* action =
+      contains(url, "file://") ? vorgate::event_kind::read : vorgate::event_kind::connect;
   return report_finding({vorgate::EventCode::request_forgery, vorgate::BlockCategory::file_access,
-                         action, "curl_ssrf", action, url.c_str()},
+                         action, vorgate::event_detail::request_forgery, action, url.c_str()},
                         info);
 }

@@ -22,7 +22,8 @@ bool CCommonUtil::check_file_include(const char* path) {
   HttpInfo info;
   if (!open_record(info, CallStack::without)) return false;
   return report_finding({vorgate::EventCode::file_include, vorgate::BlockCategory::file_access,
-                         "file_include", "safe_compile_file", "file", path},
+                         vorgate::event_kind::include, vorgate::event_detail::include,
+                         vorgate::event_target::file, path},
                         info);
 }
 

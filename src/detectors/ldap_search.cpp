@@ -26,7 +26,8 @@ bool CCommonUtil::check_ldap_search(const std::string& function_name, const std:
     if (!open_record(info, CallStack::without)) return false;
     return report_finding(
         {vorgate::EventCode::query_injection, vorgate::BlockCategory::query_injection,
-         "sql_query_regex", function_name.c_str(), "command", filter.c_str()},
+         vorgate::event_kind::query_by_shape, function_name.c_str(), vorgate::event_target::command,
+         filter.c_str()},
         info);
   }
   return false;

@@ -10,7 +10,8 @@ bool CCommonUtil::check_phpinfo(const std::string& func_name) {
   if (is_param_contain_str("phpinfo()")) {
     return report_finding(
         {vorgate::EventCode::command_execution, vorgate::BlockCategory::command_execution,
-         "execute_command", func_name.c_str(), "command", "phpinfo()"},
+         vorgate::event_kind::execute_command, func_name.c_str(), vorgate::event_target::command,
+         "phpinfo()"},
         info);
   }
   // Unlike a command, an ordinary phpinfo leaves no record.

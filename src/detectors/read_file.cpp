@@ -8,7 +8,8 @@ bool CCommonUtil::check_read_file(const std::string& function_name, const std::s
   if (!is_param_contain_str(file_name)) return false;
   HttpInfo info;
   if (!open_record(info, CallStack::without)) return false;
-  return report_finding({vorgate::EventCode::file_read, vorgate::BlockCategory::file_access, "read",
-                         function_name.c_str(), "file", file_name.c_str()},
+  return report_finding({vorgate::EventCode::file_read, vorgate::BlockCategory::file_access,
+                         vorgate::event_kind::read, function_name.c_str(),
+                         vorgate::event_target::file, file_name.c_str()},
                         info);
 }

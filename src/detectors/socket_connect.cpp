@@ -9,11 +9,12 @@ bool CCommonUtil::check_socket_connect(const std::string& function_name, const s
   if (!open_record(info, CallStack::without)) return false;
 
   if (is_param_equal_str(host)) {
-    return report_finding(
-        {vorgate::EventCode::request_execution, vorgate::BlockCategory::code_execution, "connect",
-         function_name.c_str(), "host", host.c_str()},
-        info);
+    return report_finding({vorgate::EventCode::request_execution,
+                           vorgate::BlockCategory::code_execution, vorgate::event_kind::connect,
+                           function_name.c_str(), vorgate::event_target::host, host.c_str()},
+                          info);
   }
-  report_plain("connect", function_name.c_str(), "host", host.c_str(), info);
+  report_plain(vorgate::event_kind::connect, function_name.c_str(), vorgate::event_target::host,
+               host.c_str(), info);
   return false;
 }

@@ -26,9 +26,9 @@ QueryFinding test_query(IPhpHelp& agent, const std::string& function_name,
                         const std::string& query) {
   QueryFinding finding;
   if (agent.lookup_sql(query.c_str(), &finding.detail)) {
-    finding.kind = "sql_query_regex";
+    finding.kind = vorgate::event_kind::query_by_shape;
   } else if (agent.match_sql(query.c_str(), without_nul(php_request_value_strings()).c_str())) {
-    finding.kind = "sql_query_lib";
+    finding.kind = vorgate::event_kind::query_by_values;
     finding.detail = function_name;
   }
   return finding;
@@ -51,7 +51,7 @@ bool CCommonUtil::is_safe_sql_query(const std::string& function_name) {
     HttpInfo info;
     if (!open_record(info, CallStack::without)) return true;
     send_finding({vorgate::EventCode::query_injection, vorgate::BlockCategory::query_injection,
-                  found.kind, found.detail.c_str(), "command", query.c_str()},
+                  found.kind, found.detail.c_str(), vorgate::event_target::command, query.c_str()},
                  mode, info);
     // Exactly 1, unlike everywhere else: any other mode lets the query run.
     return mode != 1;

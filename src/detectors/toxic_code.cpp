@@ -4,6 +4,8 @@
 #include "text/text.h"
 #include "vorgate/php_help.h"
 
+namespace event_detail = vorgate::event_detail;
+
 namespace {
 
 constexpr std::size_t large_script = 5120;
@@ -34,22 +36,25 @@ bool unwrap(const std::string& code, const Wrapping& wrapping, std::string& deta
 
 bool CCommonUtil::is_it_toxic(const std::string& source_name, const std::string& code,
                               std::string& kind, std::string& detail) {
-  if (contains(source_name, "eval()'d code")) {
-    kind = "eval()'d code";
+  if (contains(source_name, event_detail::eval_code)) {
+    kind = event_detail::eval_code;
     detail = code;
     if (webshell_scan(code, kind)) return true;
     if (code.size() <= large_script) return true;
     IPhpHelp* agent = php_help.load(std::memory_order_acquire);
-    if (agent != nullptr && agent->scan_script(code.c_str(), 1) != 0) kind = "webshell";
+    if (agent != nullptr && agent->scan_script(code.c_str(), 1) != 0) {
+      kind = event_detail::web_shell;
+    }
     return true;
   }
-  for (const char* returned_kind : {"assert code", "regexp code", "mbregex replace"}) {
+  for (const char* returned_kind :
+       {event_detail::assert_code, event_detail::regexp_code, event_detail::mbregex_code}) {
     if (!contains(source_name, std::string(": ") + returned_kind)) continue;
     kind = returned_kind;
     return unwrap(code, returned, detail);
   }
-  if (contains(source_name, ": runtime-created function")) {
-    kind = "runtime-created function";
+  if (contains(source_name, std::string(": ") + event_detail::created_function)) {
+    kind = event_detail::created_function;
     if (code.size() <= created_function.floor || code == wordpress_created_function) return false;
     unwrap(code, created_function, detail);
     webshell_scan(code, kind);
@@ -62,6 +67,6 @@ bool CCommonUtil::webshell_scan(const std::string& code, std::string& kind) {
   IPhpHelp* agent = php_help.load(std::memory_order_acquire);
   std::string family;
   if (agent == nullptr || !agent->scan_webshell(code, &family)) return false;
-  kind = "chopper->" + family;
+  kind = event_detail::web_shell_family_prefix + family;
   return true;
 }

@@ -32,7 +32,8 @@ bool CCommonUtil::check_xxe(const std::string& function_name, std::string& messa
     if (!open_record(info, CallStack::without)) return false;
     const bool block = report_finding(
         {vorgate::EventCode::xml_external_entity, vorgate::BlockCategory::query_injection,
-         "xxe_inject", function_name.c_str(), "command", argument.sval.c_str()},
+         vorgate::event_kind::parse_xml, function_name.c_str(), vorgate::event_target::command,
+         argument.sval.c_str()},
         info);
     message = "XXE injection detected @VARNO 2020-2030.";
     return block;

@@ -9,9 +9,10 @@ bool CCommonUtil::check_yaml_parse(const std::string& function_name, const std::
   if (!is_param_contain_str(document)) return false;
   HttpInfo info;
   if (!open_record(info, CallStack::without)) return false;
-  const std::string label = "unserialize:" + function_name;
+  const std::string label = vorgate::event_detail::yaml_object_prefix + function_name;
   return report_finding(
       {vorgate::EventCode::deserialisation, vorgate::BlockCategory::deserialisation,
-       "execute_command", label.c_str(), "command", document.c_str()},
+       vorgate::event_kind::execute_command, label.c_str(), vorgate::event_target::command,
+       document.c_str()},
       info);
 }

@@ -7,6 +7,7 @@
 
 #include "stack/backtrace.h"
 #include "text/text.h"
+#include "vorgate/php_help.h"
 #include "zend_api/engine.h"
 
 namespace {
@@ -73,7 +74,7 @@ std::string resort_stack_info(const std::string& stack_text) {
 
   std::string chain;
   for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
-    if (line != lines.rbegin()) chain += "->";
+    if (line != lines.rbegin()) chain += vorgate::event_detail::chain_link;
     chain += *line;
   }
   return chain;
