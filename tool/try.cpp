@@ -17,7 +17,7 @@
 #include "agent/toml_reader.h"
 #include "engine/common_util.h"
 #include "host/host.h"
-#include "module/dispatch.h"
+#include "module/watched.h"
 #include "request/parameters.h"
 #include "tool/commands.h"
 #include "tool/files.h"
@@ -225,35 +225,23 @@ std::string known_sinks() {
 }
 
 // The arguments of a call of this function in which `value` is the one that the
-// module looks at: the module itself is asked, with calls of every form.
+// module looks at, and the others are such that it does.
 json arguments_for(const WatchedFunction& function, const std::string& value,
                    const std::string& mode) {
-  static const WatchedFunction* probed;
-  static bool taken;
-  static std::string looked_at;
-  probed = &function;
-  host::function("probe").handler = [](zend_execute_data* call, zval*) {
-    Examination examination{probed->judge, {}};
-    taken = probed->take(call, examination);
-    const zend_api::StringArgument& argument = examination.argument;
-    looked_at = taken && argument.data != nullptr ? std::string(argument.data, argument.size) : "";
-  };
-  const json resource{{"$", "resource"}};
-  const auto forms = [&](const std::string& text) {
-    return std::array<json, 6>{json::array({text}),
-                               json::array({"source", text}),
-                               json::array({text, mode}),
-                               json::array({resource, text}),
-                               json::array({resource, 10002, text}),
-                               json::array()};
-  };
-  const std::string mark = "the argument";
-  const auto marked = forms(mark);
-  for (std::size_t i = 0; i < marked.size(); ++i) {
-    host::call("probe", marked[i]);
-    if (taken && (looked_at == mark || marked[i].empty())) return forms(value)[i];
+  json arguments = json::array();
+  for (std::size_t i = 0; i < function.format.size(); ++i) {
+    switch (function.format[i]) {
+      case 's':
+        arguments.push_back(i == function.subject ? value : mode);
+        break;
+      case 'l':
+        arguments.push_back(curl_option_url);
+        break;
+      default:
+        arguments.push_back(json::object({{"$", "resource"}}));
+    }
   }
-  throw CLI::ValidationError(std::string(function.name) + " with these arguments is not looked at");
+  return arguments;
 }
 
 // "Class::function(text)" as a frame of the stack.

@@ -1,14 +1,9 @@
 #include "detectors/finding.h"
 
+#include "engine/channel.h"
 #include "engine/common_util.h"
 
-namespace {
-
-IPhpHelp* agent() { return CCommonUtil::get_instance()->php_help.load(std::memory_order_acquire); }
-
-}  // namespace
-
-bool has_reporting_object() { return agent() != nullptr; }
+bool has_reporting_object() { return reporting_object() != nullptr; }
 
 bool open_record(HttpInfo& info, CallStack stack) {
   php_get_part_http_info(info);
@@ -18,7 +13,7 @@ bool open_record(HttpInfo& info, CallStack stack) {
 }
 
 int block_mode(vorgate::BlockCategory category) {
-  return agent()->get_block_mode(static_cast<int>(category));
+  return reporting_object()->get_block_mode(static_cast<int>(category));
 }
 
 bool report_finding(const Finding& finding, HttpInfo& info) {

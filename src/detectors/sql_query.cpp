@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "detectors/finding.h"
+#include "engine/channel.h"
 #include "engine/common_util.h"
 #include "request/parameters.h"
 #include "stack/backtrace.h"
@@ -40,7 +41,7 @@ bool CCommonUtil::is_safe_sql_query(const std::string& function_name) {
   if (sql_func_set.count(function_name) == 0) return true;
   std::vector<arginfo> arguments;
   get_args_info(arguments);
-  IPhpHelp& agent = *php_help.load(std::memory_order_acquire);
+  IPhpHelp& agent = *reporting_object();
   const int mode = block_mode(vorgate::BlockCategory::query_injection);
   for (const arginfo& argument : arguments) {
     if (argument.type != arginfo::string) continue;

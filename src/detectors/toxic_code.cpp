@@ -1,5 +1,6 @@
 #include <string>
 
+#include "engine/channel.h"
 #include "engine/common_util.h"
 #include "text/text.h"
 #include "vorgate/php_help.h"
@@ -41,7 +42,7 @@ bool CCommonUtil::is_it_toxic(const std::string& source_name, const std::string&
     detail = code;
     if (webshell_scan(code, kind)) return true;
     if (code.size() <= large_script) return true;
-    IPhpHelp* agent = php_help.load(std::memory_order_acquire);
+    IPhpHelp* agent = reporting_object();
     if (agent != nullptr && agent->scan_script(code.c_str(), 1) != 0) {
       kind = event_detail::web_shell;
     }
@@ -64,7 +65,7 @@ bool CCommonUtil::is_it_toxic(const std::string& source_name, const std::string&
 }
 
 bool CCommonUtil::webshell_scan(const std::string& code, std::string& kind) {
-  IPhpHelp* agent = php_help.load(std::memory_order_acquire);
+  IPhpHelp* agent = reporting_object();
   std::string family;
   if (agent == nullptr || !agent->scan_webshell(code, &family)) return false;
   kind = event_detail::web_shell_family_prefix + family;

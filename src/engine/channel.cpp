@@ -17,6 +17,10 @@ void* getMessageQueueHandle() {
 
 void load_message_queue_md() { hMod = getMessageQueueHandle(); }
 
+IPhpHelp* reporting_object() {
+  return CCommonUtil::get_instance()->php_help.load(std::memory_order_acquire);
+}
+
 void conv_to_mqhttpinfo(IPhpHelp::MQ_HttpInfo& out, HttpInfo& in) {
   out.server_name = in.server_name.c_str();
   out.script_path = in.script_path.c_str();
@@ -38,12 +42,11 @@ int CCommonUtil::report_event(unsigned int code, const char* s1, const char* s2,
                               const char* s4, int i1, int i2, HttpInfo& info) {
   IPhpHelp::MQ_HttpInfo record;
   conv_to_mqhttpinfo(record, info);
-  return php_help.load(std::memory_order_acquire)
-      ->send_event(code, s1, s2, s3, s4, i1, i2, &record);
+  return reporting_object()->send_event(code, s1, s2, s3, s4, i1, i2, &record);
 }
 
 bool CCommonUtil::report_create_file(const char* a, const char* b, HttpInfo& info) {
-  IPhpHelp* agent = php_help.load(std::memory_order_acquire);
+  IPhpHelp* agent = reporting_object();
   if (agent == nullptr) return false;
   if (contains(info.content_type, "multipart/form-data; boundary=")) {
     info.upload_file_name = php_get_upload_file_name();
@@ -54,7 +57,6 @@ bool CCommonUtil::report_create_file(const char* a, const char* b, HttpInfo& inf
 }
 
 bool CCommonUtil::is_in_white_list(HttpInfo& info) {
-  return php_help.load(std::memory_order_acquire)
-      ->is_white_listed(info.server_name.c_str(), info.request_uri.c_str(),
-                        info.remote_addr.c_str(), info.forwarded_for.c_str());
+  return reporting_object()->is_white_listed(info.server_name.c_str(), info.request_uri.c_str(),
+                                             info.remote_addr.c_str(), info.forwarded_for.c_str());
 }

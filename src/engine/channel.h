@@ -17,6 +17,10 @@ void* getMessageQueueHandle();
 // Opens it into hMod; at module start-up.
 void load_message_queue_md();
 
+// The agent's object; null while there is none. A thread that sees it sees complete
+// word tables too.
+IPhpHelp* reporting_object();
+
 // Makes `out` point at the texts of `in`, field by field. Valid while `in` lives
 // unchanged.
 void conv_to_mqhttpinfo(IPhpHelp::MQ_HttpInfo& out, HttpInfo& in);

@@ -32,7 +32,7 @@ CCommonUtil* CCommonUtil::get_instance() {
 }
 
 void CCommonUtil::init() {
-  if (php_help.load(std::memory_order_acquire) != nullptr) return;
+  if (reporting_object() != nullptr) return;
   pthread_mutex_lock(&g_lock);
   if (php_help.load(std::memory_order_relaxed) == nullptr) {
     if (hMod == nullptr) hMod = getMessageQueueHandle();

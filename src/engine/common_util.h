@@ -11,17 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "zend_api/fwd.h"
+
 class IPhpHelp;
 struct HttpInfo;
-#ifdef VORGATE_ENGINE_INSTALLED
-struct _zend_execute_data;
-struct _zval_struct;
-using zend_execute_data = _zend_execute_data;
-using zval = _zval_struct;
-#else
-struct zend_execute_data;
-struct zval;
-#endif
 enum eParamType : int;
 
 // Its public methods are exported, for whoever hooks what the module does not.
@@ -125,7 +118,7 @@ class __attribute__((visibility("default"))) CCommonUtil {
   // The agent's object, not owned; null until init gets it. It is published last,
   // with release order, after the word tables are complete: a thread that reads a
   // non-null value with acquire order sees complete tables, and they are never
-  // written again.
+  // written again. Read it by reporting_object().
   std::atomic<IPhpHelp*> php_help{nullptr};
   std::map<std::string, handler> func_set;
   std::set<std::string> sql_func_set;

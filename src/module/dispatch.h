@@ -3,38 +3,9 @@
 
 // From a call of a watched function to its detector.
 
-#include <array>
 #include <string>
-#include <string_view>
 
 #include "zend_api/engine.h"
-
-class CCommonUtil;
-
-// Who judges a call, and what the visitor is told when it is blocked.
-struct Judge {
-  bool (*detector)(CCommonUtil& engine, const std::string& function, const std::string& argument);
-  const char* notice;
-};
-
-// The one argument of a call that matters, and its judge.
-struct Examination {
-  Judge judge;
-  zend_api::StringArgument argument;
-};
-
-// One watched function.
-struct WatchedFunction {
-  std::string_view name;
-  zif_handler wrapper;
-  // Takes the argument from the running call; can choose another judge than the
-  // row's. False when there is nothing to examine.
-  bool (*take)(zend_execute_data* execute_data, Examination& examination);
-  Judge judge;
-};
-
-// In the order in which they are patched.
-extern const std::array<WatchedFunction, 19> watched_functions;
 
 // Judges the running call of the named function. False blocks it; the notice has
 // been printed then. The return value is not touched.

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/channel.h"
 #include "engine/common_util.h"
 #include "engine/notices.h"
 
@@ -111,7 +112,7 @@ void safe_execute_internal(zend_execute_data* execute_data, zval* return_value) 
 }
 
 bool CCommonUtil::check_internal_functions(zend_execute_data* execute_data, std::string& message) {
-  if (php_help.load(std::memory_order_acquire) == nullptr) return true;
+  if (reporting_object() == nullptr) return true;
   if (!calls_a_query(execute_data)) return true;
   if (is_safe_sql_query(full_name(execute_data))) return true;
   message = sql_injection;

@@ -1,9 +1,13 @@
 #include "module/wrappers.h"
 
+#include <array>
+#include <iterator>
 #include <string>
+#include <string_view>
 
 #include "engine/common_util.h"
 #include "module/dispatch.h"
+#include "module/watched.h"
 
 namespace {
 
@@ -16,6 +20,16 @@ void run_watched(const std::string& name, zend_execute_data* execute_data, zval*
   }
   CCommonUtil::get_instance()->get_func_by_name(name)(execute_data, return_value);
 }
+
+struct Wrapper {
+  std::string_view name;
+  zif_handler handler;
+};
+
+#define VORGATE_ROW(function) {#function, function##_handler},
+constexpr Wrapper wrappers[] = {VORGATE_WRAPPED(VORGATE_ROW)};
+#undef VORGATE_ROW
+static_assert(std::size(wrappers) == std::tuple_size_v<decltype(watched_functions)>);
 
 }  // namespace
 
@@ -38,7 +52,9 @@ void patch_func(int save, const char* name, zif_handler new_handler) {
 
 void patch_handler() {
   for (const WatchedFunction& function : watched_functions) {
-    patch_func(1, function.name.data(), function.wrapper);
+    for (const Wrapper& wrapper : wrappers) {
+      if (wrapper.name == function.name) patch_func(1, function.name.data(), wrapper.handler);
+    }
   }
 }
 
@@ -48,28 +64,10 @@ void unpatch_handler() {
   }
 }
 
-#define VORGATE_WRAPPER(function)                                                         \
+#define VORGATE_DEFINE(function)                                                          \
   void function##_handler(zend_execute_data* execute_data, zval* return_value) noexcept { \
     static const std::string name = #function;                                            \
     run_watched(name, execute_data, return_value);                                        \
   }
-
-VORGATE_WRAPPER(exec)
-VORGATE_WRAPPER(system)
-VORGATE_WRAPPER(passthru)
-VORGATE_WRAPPER(shell_exec)
-VORGATE_WRAPPER(popen)
-VORGATE_WRAPPER(proc_open)
-VORGATE_WRAPPER(fopen)
-VORGATE_WRAPPER(rename)
-VORGATE_WRAPPER(copy)
-VORGATE_WRAPPER(socket_connect)
-VORGATE_WRAPPER(fsockopen)
-VORGATE_WRAPPER(file_get_contents)
-VORGATE_WRAPPER(file_put_contents)
-VORGATE_WRAPPER(move_uploaded_file)
-VORGATE_WRAPPER(yaml_parse)
-VORGATE_WRAPPER(ldap_search)
-VORGATE_WRAPPER(curl_setopt)
-VORGATE_WRAPPER(curl_init)
-VORGATE_WRAPPER(phpinfo)
+VORGATE_WRAPPED(VORGATE_DEFINE)
+#undef VORGATE_DEFINE

@@ -15,28 +15,23 @@ void patch_func(int save, const char* name, zif_handler new_handler);
 void patch_handler();
 void unpatch_handler();
 
-// The wrappers, called by the engine. Each judges the call and then either runs
-// the saved handler or makes the call return false.
+// The functions that have a wrapper: as many as there are watched ones.
+// clang-format off
+#define VORGATE_WRAPPED(each) \
+  each(exec) each(system) each(passthru) each(shell_exec) each(popen) each(proc_open) \
+  each(fopen) each(rename) each(copy) \
+  each(socket_connect) each(fsockopen) \
+  each(file_get_contents) each(file_put_contents) each(move_uploaded_file) \
+  each(yaml_parse) each(ldap_search) each(curl_setopt) each(curl_init) each(phpinfo)
+// clang-format on
+
+// The wrappers, NAME_handler each, called by the engine. Each judges the call and then
+// either runs the saved handler or makes the call return false.
 extern "C" {
-void exec_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void system_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void passthru_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void shell_exec_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void popen_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void proc_open_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void fopen_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void rename_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void copy_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void socket_connect_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void fsockopen_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void file_get_contents_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void file_put_contents_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void move_uploaded_file_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void yaml_parse_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void ldap_search_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void curl_setopt_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void curl_init_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
-void phpinfo_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
+#define VORGATE_DECLARE(function) \
+  void function##_handler(zend_execute_data* execute_data, zval* return_value) noexcept;
+VORGATE_WRAPPED(VORGATE_DECLARE)
+#undef VORGATE_DECLARE
 }
 
 #endif  // VORGATE_MODULE_WRAPPERS_H

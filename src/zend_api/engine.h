@@ -12,7 +12,7 @@
 // Long jumps. The engine leaves a function by longjmp when a script exits (on
 // PHP 7), runs out of memory or time, or fails fatally, and it passes over the
 // destructors of every C++ frame in between. Two rules keep that harmless:
-//   - A frame that calls a saved handler, a saved hook, parse_parameters or
+//   - A frame that calls a saved handler, a saved hook, parse or
 //     zend_printf owns nothing that needs destroying at that moment.
 //   - The few engine calls that are made while strings are alive (the backtrace,
 //     _SERVER, the log) go through survive_bailout, and the outermost frame of
@@ -146,22 +146,21 @@ using IntegerArgument = zend_long;
 using IntegerArgument = int64_t;
 #endif
 
-// Parse the first arguments of the running call in the fixed forms that the
-// module needs, named as in the engine's type letters: s string, l integer,
-// r resource (or, from PHP 8 on, the object that took its place), z anything.
-// True when all of them were there and fitted.
+// Parses the first arguments of the running call, one for each type letter of the
+// engine in `format`, at most three: s string, l integer, r resource (or, from PHP 8
+// on, the object that took its place), z anything. Puts the one at `index` (from 0),
+// whose letter is s or l, into `argument`. True when all of them were there and
+// fitted.
 //
 // A call that the form does not fit is never made to suffer for it: with too few
 // arguments, or a type that could not be a legal one, the engine's parser is not
 // asked at all, so that the watched function speaks for itself. A value that has
 // to be converted is converted in place, as the watched function would have done
 // it. A conversion can run PHP code (__toString): see "Long jumps" above.
-bool parse_s(zend_execute_data* execute_data, StringArgument& first);
-bool parse_ss(zend_execute_data* execute_data, StringArgument& first, StringArgument& second);
-bool parse_rs(zend_execute_data* execute_data, StringArgument& second);
-bool parse_zzs(zend_execute_data* execute_data, StringArgument& third);
-bool parse_rl(zend_execute_data* execute_data, IntegerArgument& second);
-bool parse_rls(zend_execute_data* execute_data, StringArgument& third);
+bool parse(zend_execute_data* execute_data, std::string_view format, uint32_t index,
+           StringArgument& argument);
+bool parse(zend_execute_data* execute_data, std::string_view format, uint32_t index,
+           IntegerArgument& argument);
 
 // --- The request ------------------------------------------------------------
 

@@ -8,11 +8,6 @@
 namespace zend_api {
 namespace {
 
-// False from the moment on at which the engine tears the request's data down. No
-// engine tells it in so many words, but each takes the output layer down just
-// before it gives the request's arrays up.
-bool request_data_is_valid() { return (OG(flags) & PHP_OUTPUT_ACTIVATED) != 0; }
-
 // Takes the elements from position `first` on for which is_refused answers true
 // out of the table. They are not destroyed: code that ran during the compilation,
 // an error handler say, can have kept their addresses.
@@ -38,21 +33,13 @@ bool same_file(const zend_string* declared_in, const zend_op_array* refused) {
 
 HashTable* function_table() { return CG(function_table); }
 
-HashTable* request_array(int track) {
-  if (!request_data_is_valid()) return nullptr;
-  const zval& slot = PG(http_globals)[track];
-  return type_of(&slot) == IS_ARRAY ? array(&slot) : nullptr;
-}
+// No engine tells it in so many words, but each takes the output layer down just
+// before it gives the request's arrays up.
+bool request_data_is_valid() { return (OG(flags) & PHP_OUTPUT_ACTIVATED) != 0; }
 
-void materialise_server_array() {
-  if (!PG(auto_globals_jit) || !request_data_is_valid()) return;
-  survive_bailout(
-      [](void*) {
-        char name[] = "_SERVER";
-        zend_is_auto_global_str(name, sizeof(name) - 1);
-      },
-      nullptr);
-}
+const zval& request_slot(int track) { return PG(http_globals)[track]; }
+
+bool server_array_is_made_on_demand() { return PG(auto_globals_jit) && request_data_is_valid(); }
 
 void note_request_start() { forget_bailout(); }
 
@@ -60,32 +47,9 @@ void note_request_end() {}
 
 const sapi_request_info& request_info() { return SG(request_info); }
 
-void fetch_backtrace(zval* result, int max_frames) {
-  struct Request {
-    zval* result;
-    int max_frames;
-  } request{result, max_frames};
-  ZVAL_UNDEF(result);
-  survive_bailout(
-      [](void* argument) {
-        const auto* wanted = static_cast<Request*>(argument);
-        zend_fetch_debug_backtrace(wanted->result, 0, 0, wanted->max_frames);
-      },
-      &request);
-}
-
-// Giving an array up can start a garbage collection, and that runs destructors.
-void release_backtrace(zval* backtrace) {
-  survive_bailout([](void* value) { zval_ptr_dtor(static_cast<zval*>(value)); }, backtrace);
-}
+void give_up(zval* value) { zval_ptr_dtor(value); }
 
 std::string format_integer(int64_t value) { return std::to_string(static_cast<int32_t>(value)); }
-
-void log_notice(const char* message) {
-  constexpr int notice = 5;  // LOG_NOTICE
-  survive_bailout([](void* text) { php_log_err_with_severity(static_cast<char*>(text), notice); },
-                  const_cast<char*>(message));
-}
 
 void refuse_query(zval* return_value) {
 #if PHP_VERSION_ID >= 80000

@@ -16,6 +16,19 @@ JMP_BUF*& bailout_target();
 sigjmp_buf*& bailout_target();
 #endif
 
+// False from the moment on at which the engine tears the request's data down.
+bool request_data_is_valid();
+
+// The engine's slot for the request's array of a TRACK_VARS_* index. To be read
+// only while the request's data is valid.
+const zval& request_slot(int track);
+
+// Whether the engine makes _SERVER on first use, and can do so now.
+bool server_array_is_made_on_demand();
+
+// Ends the hold on a value. PHP code can run: see "Long jumps" in engine.h.
+void give_up(zval* value);
+
 // Drops a remembered jump: its target is gone once the request is over. Only a
 // caller from outside the module can leave one behind.
 void forget_bailout();
@@ -25,8 +38,8 @@ void forget_bailout();
 // parameters for which null has a meaning of its own, and warns of the others.
 bool null_becomes_string(const zend_execute_data* execute_data, uint32_t index);
 
-// Hands the type letters to the engine's parser for the first `count` arguments, each
-// result into the pointers that follow. True on success.
+// Hands the type letters to the engine's parser for the first `count` arguments; the
+// results go where the pointers that follow point. True on success.
 template <typename... Out>
 bool engine_parse(uint32_t count, const char* spec, Out*... out) {
 #ifdef VORGATE_ENGINE_INSTALLED

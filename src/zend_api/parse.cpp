@@ -1,6 +1,6 @@
 #include <charconv>
 #include <cmath>
-#include <cstring>
+#include <cstddef>
 #include <string_view>
 #include <system_error>
 
@@ -63,52 +63,59 @@ bool fits(const zend_execute_data* execute_data, uint32_t index, char letter) {
   }
 }
 
-template <typename... Out>
-bool parse(zend_execute_data* execute_data, const char* spec, Out*... out) {
-  const uint32_t count = static_cast<uint32_t>(std::strlen(spec));
+constexpr std::size_t most_letters = 3;
+
+// Where the engine's parser leaves one argument, by its letter.
+struct Slot {
+  StringArgument text;
+  IntegerArgument integer;
+  zval* value;
+};
+
+bool parse_all(zend_execute_data* execute_data, std::string_view format, Slot* slots) {
+  const uint32_t count = static_cast<uint32_t>(format.size());
   // With fewer arguments the engine's parser would end the request.
-  if (argument_count(execute_data) < count) return false;
+  if (count > most_letters || argument_count(execute_data) < count) return false;
+  char spec[most_letters + 1] = {};
+  // Two for a string, one for anything else. The parser takes as many as it needs, in
+  // the type that it needs: on all platforms of the module pointers are passed alike.
+  void* out[2 * most_letters] = {};
+  void** next = out;
   for (uint32_t i = 0; i < count; ++i) {
-    if (!fits(execute_data, i, spec[i])) return false;
+    if (!fits(execute_data, i, format[i])) return false;
+    switch (spec[i] = format[i]) {
+      case 's':
+        *next++ = &slots[i].text.data;
+        *next++ = &slots[i].text.size;
+        break;
+      case 'l':
+        *next++ = &slots[i].integer;
+        break;
+      default:
+        *next++ = &slots[i].value;
+        // The handle has been looked at; the engine's own 'r' would refuse an object.
+        if (handles_are_objects) spec[i] = 'z';
+    }
   }
-  if (!handles_are_objects) return engine_parse(count, spec, out...);
-  // The handles have been looked at above; the engine's own 'r' would refuse an
-  // object.
-  char engine_spec[4] = {};
-  for (uint32_t i = 0; i < count; ++i) engine_spec[i] = spec[i] == 'r' ? 'z' : spec[i];
-  return engine_parse(count, engine_spec, out...);
+  return engine_parse(count, spec, out[0], out[1], out[2], out[3], out[4], out[5]);
 }
 
 }  // namespace
 
-bool parse_s(zend_execute_data* execute_data, StringArgument& first) {
-  return parse(execute_data, "s", &first.data, &first.size);
+bool parse(zend_execute_data* execute_data, std::string_view format, uint32_t index,
+           StringArgument& argument) {
+  Slot slots[most_letters] = {};
+  if (!parse_all(execute_data, format, slots)) return false;
+  argument = slots[index].text;
+  return true;
 }
 
-bool parse_ss(zend_execute_data* execute_data, StringArgument& first, StringArgument& second) {
-  return parse(execute_data, "ss", &first.data, &first.size, &second.data, &second.size);
-}
-
-bool parse_rs(zend_execute_data* execute_data, StringArgument& second) {
-  zval* handle;
-  return parse(execute_data, "rs", &handle, &second.data, &second.size);
-}
-
-bool parse_zzs(zend_execute_data* execute_data, StringArgument& third) {
-  zval* first;
-  zval* second;
-  return parse(execute_data, "zzs", &first, &second, &third.data, &third.size);
-}
-
-bool parse_rl(zend_execute_data* execute_data, IntegerArgument& second) {
-  zval* handle;
-  return parse(execute_data, "rl", &handle, &second);
-}
-
-bool parse_rls(zend_execute_data* execute_data, StringArgument& third) {
-  zval* handle;
-  IntegerArgument second;
-  return parse(execute_data, "rls", &handle, &second, &third.data, &third.size);
+bool parse(zend_execute_data* execute_data, std::string_view format, uint32_t index,
+           IntegerArgument& argument) {
+  Slot slots[most_letters] = {};
+  if (!parse_all(execute_data, format, slots)) return false;
+  argument = slots[index].integer;
+  return true;
 }
 
 }  // namespace zend_api

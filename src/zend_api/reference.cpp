@@ -19,33 +19,24 @@ Globals& thread_globals(int id) {
 // Between the modules' request shut-down and the next request.
 __attribute__((tls_model("initial-exec"))) thread_local bool request_is_ending = false;
 
-// False from the moment on at which the engine tears the request's data down.
-bool request_data_is_valid() {
-  return thread_globals<zend_executor_globals>(executor_globals_id).valid_symbol_table != 0;
-}
-
 }  // namespace
 
 HashTable* function_table() {
   return thread_globals<zend_compiler_globals>(compiler_globals_id).function_table;
 }
 
-HashTable* request_array(int track) {
-  if (!request_data_is_valid()) return nullptr;
-  const zval& slot = thread_globals<php_core_globals>(core_globals_id).http_globals[track];
-  return type_of(&slot) == IS_ARRAY ? array(&slot) : nullptr;
+bool request_data_is_valid() {
+  return thread_globals<zend_executor_globals>(executor_globals_id).valid_symbol_table != 0;
 }
 
-void materialise_server_array() {
-  if (thread_globals<php_core_globals>(core_globals_id).auto_globals_jit == 0) return;
-  // Made now, it would go into tables that are being taken down.
-  if (request_is_ending || !request_data_is_valid()) return;
-  survive_bailout(
-      [](void*) {
-        char name[] = "_SERVER";
-        zend_is_auto_global_str(name, sizeof(name) - 1);
-      },
-      nullptr);
+const zval& request_slot(int track) {
+  return thread_globals<php_core_globals>(core_globals_id).http_globals[track];
+}
+
+bool server_array_is_made_on_demand() {
+  if (thread_globals<php_core_globals>(core_globals_id).auto_globals_jit == 0) return false;
+  // Made at the end, it would go into tables that are being taken down.
+  return !request_is_ending && request_data_is_valid();
 }
 
 void note_request_start() {
@@ -68,35 +59,12 @@ const sapi_request_info& request_info() {
   return thread_globals<sapi_globals_struct>(sapi_globals_id).request_info;
 }
 
-void fetch_backtrace(zval* result, int max_frames) {
-  struct Request {
-    zval* result;
-    int max_frames;
-  } request{result, max_frames};
-  result->type_info = IS_UNDEF;
-  survive_bailout(
-      [](void* argument) {
-        const auto* wanted = static_cast<Request*>(argument);
-        zend_fetch_debug_backtrace(wanted->result, 0, 0, wanted->max_frames);
-      },
-      &request);
-}
-
-// Giving an array up can start a garbage collection, and that runs destructors.
-void release_backtrace(zval* backtrace) {
-  survive_bailout([](void* value) { _zval_ptr_dtor(static_cast<zval*>(value)); }, backtrace);
-}
+void give_up(zval* value) { _zval_ptr_dtor(value); }
 
 std::string format_integer(int64_t value) {
   char digits[32];
   php_sprintf(digits, "%d", value);
   return digits;
-}
-
-void log_notice(const char* message) {
-  constexpr int notice = 5;  // LOG_NOTICE
-  survive_bailout([](void* text) { php_log_err_with_severity(static_cast<char*>(text), notice); },
-                  const_cast<char*>(message));
 }
 
 void refuse_query(zval*) {}

@@ -7,8 +7,8 @@
 #include "agent/sql/sql_injection.h"
 #include "agent/sql/sql_rules.h"
 #include "fuzz/line.h"
-#include "module/dispatch.h"
 #include "module/hooks.h"
+#include "module/watched.h"
 #include "module/wrappers.h"
 
 using fuzz::json;

@@ -22,7 +22,7 @@ const json resource{{"$", "resource"}}, object{{"$", "object"}};
 void compile(zend_execute_data* running, zval* result) {
   static const zif_handler run = host::function("anything").handler;
   zend_api::StringArgument text;
-  if (!zend_api::parse_s(running, text)) return;
+  if (!zend_api::parse(running, "s", 0, text)) return;
   zend_file_handle file{};
   file.filename = text.data;
   zval source = host::value(text.data), name = host::value("f(1) : eval()'d code");
