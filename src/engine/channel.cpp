@@ -1,21 +1,8 @@
 #include "engine/channel.h"
 
-#include <dlfcn.h>
-
 #include "engine/common_util.h"
 #include "request/superglobals.h"
 #include "text/text.h"
-#include "zend_api/engine.h"
-
-void* hMod = nullptr;
-
-void* getMessageQueueHandle() {
-  void* library = dlopen(VORGATE_AGENT_LIBRARY, RTLD_NOW);
-  if (library == nullptr) zend_api::log_notice(dlerror());
-  return library;
-}
-
-void load_message_queue_md() { hMod = getMessageQueueHandle(); }
 
 IPhpHelp* reporting_object() {
   return CCommonUtil::get_instance()->php_help.load(std::memory_order_acquire);
@@ -59,4 +46,10 @@ bool CCommonUtil::report_create_file(const char* a, const char* b, HttpInfo& inf
 bool CCommonUtil::is_in_white_list(HttpInfo& info) {
   return reporting_object()->is_white_listed(info.server_name.c_str(), info.request_uri.c_str(),
                                              info.remote_addr.c_str(), info.forwarded_for.c_str());
+}
+
+void message_queue_init() { CCommonUtil::get_instance()->init(); }
+
+extern "C" __attribute__((visibility("default"))) int message_queue_release() {
+  return CCommonUtil::get_instance()->release();
 }

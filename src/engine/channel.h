@@ -1,21 +1,10 @@
 #ifndef VORGATE_ENGINE_CHANNEL_H
 #define VORGATE_ENGINE_CHANNEL_H
 
-// The way out of the module: the agent's library and the records handed to it.
+// The way out of the module: the agent's object and the records handed to it.
 
 #include "request/http_info.h"
 #include "vorgate/php_help.h"
-
-// The opened library of the agent, null while there is none. Written at module
-// start-up, and under the lock of CCommonUtil::init.
-extern void* hMod;
-
-// Opens the agent's library. On failure the loader's own words go to PHP's error
-// log, and the answer is null.
-void* getMessageQueueHandle();
-
-// Opens it into hMod; at module start-up.
-void load_message_queue_md();
 
 // The agent's object; null while there is none. A thread that sees it sees complete
 // word tables too.

@@ -3,7 +3,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
-#include "engine/channel.h"
+#include "engine/agent_library.h"
 #include "vorgate/php_help.h"
 #include "zend_api/engine.h"
 
@@ -32,7 +32,7 @@ CCommonUtil* CCommonUtil::get_instance() {
 }
 
 void CCommonUtil::init() {
-  if (reporting_object() != nullptr) return;
+  if (php_help.load(std::memory_order_acquire) != nullptr) return;
   pthread_mutex_lock(&g_lock);
   if (php_help.load(std::memory_order_relaxed) == nullptr) {
     if (hMod == nullptr) hMod = getMessageQueueHandle();
@@ -63,9 +63,3 @@ void CCommonUtil::cmd_collection_init() {
 int CCommonUtil::release() { return hMod == nullptr ? -1 : dlclose(hMod); }
 
 std::map<std::string, CCommonUtil::handler>& CCommonUtil::get_func_set() { return func_set; }
-
-void message_queue_init() { CCommonUtil::get_instance()->init(); }
-
-extern "C" __attribute__((visibility("default"))) int message_queue_release() {
-  return CCommonUtil::get_instance()->release();
-}

@@ -118,7 +118,7 @@ class __attribute__((visibility("default"))) CCommonUtil {
   // The agent's object, not owned; null until init gets it. It is published last,
   // with release order, after the word tables are complete: a thread that reads a
   // non-null value with acquire order sees complete tables, and they are never
-  // written again. Read it by reporting_object().
+  // written again. Everybody but init reads it by reporting_object().
   std::atomic<IPhpHelp*> php_help{nullptr};
   std::map<std::string, handler> func_set;
   std::set<std::string> sql_func_set;

@@ -1,3 +1,4 @@
+#include "engine/agent_library.h"
 #include "engine/channel.h"
 #include "module/hooks.h"
 #include "module/wrappers.h"

@@ -1,5 +1,3 @@
-#include "zend_api/installed.h"
-
 #include <string>
 
 #include "zend_api/engine.h"

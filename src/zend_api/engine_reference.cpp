@@ -1,5 +1,3 @@
-#include "zend_api/reference.h"
-
 #include <cstddef>
 #include <string>
 

@@ -1,7 +1,6 @@
 // What every engine does alike; what it takes to do it differs, and stands behind
 // internal.h.
 #include "zend_api/engine.h"
-
 #include "zend_api/internal.h"
 
 namespace zend_api {
