@@ -124,8 +124,10 @@ foreach(work libcli11-dev nlohmann-json3-dev libtomlplusplus-dev)
     COMPONENT agent)
 endforeach()
 # The report's page holds them.
-foreach(file echarts/LICENSE echarts/NOTICE zrender/LICENSE)
-  string(REPLACE "/" "." name ${file})
+foreach(file echarts/LICENSE echarts/NOTICE zrender/LICENSE @tanstack/table-core/LICENSE
+    @tanstack/store/LICENSE)
+  string(REPLACE "@" "" name ${file})
+  string(REPLACE "/" "." name ${name})
   install(FILES ${CMAKE_BINARY_DIR}/tool/report/node_modules/${file} DESTINATION ${doc}
     RENAME copyright.${name} COMPONENT agent)
 endforeach()

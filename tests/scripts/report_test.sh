@@ -12,7 +12,7 @@ for program in npm node chromium; do
   [[ -n $(type -P "$program") ]] || die 2 "needs $program; ./test.sh installs what is missing"
 done
 mkdir -p "$work"
-cp "$root"/agent/report/{package.json,package-lock.json,.npmrc} "$work/"
+cp "$root"/tool/report/{package.json,package-lock.json,.npmrc} "$work/"
 (cd "$work" && PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm ci) >"$work/npm.log" 2>&1 || {
   cat "$work/npm.log" >&2
   die 1 "npm could not get the packages"

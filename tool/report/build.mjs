@@ -32,11 +32,17 @@ async function bundle(name) {
 
 // What the packages' licences ask to go with them.
 function notices() {
-  const names = ['echarts', 'zrender'].map((name) => {
-    const about = JSON.parse(readFileSync(join(packages, name, 'package.json'), 'utf8'));
-    return `${name} ${about.version} (${about.license})`;
-  });
-  return `/* Charts: ${names.join(', ')}; the Apache Software Foundation and contributors. */`;
+  const about = (name) => {
+    const { version, license } = JSON.parse(
+      readFileSync(join(packages, name, 'package.json'), 'utf8'),
+    );
+    return `${name} ${version} (${license})`;
+  };
+  return (
+    `/* Charts: ${['echarts', 'zrender'].map(about).join(', ')}; the Apache Software Foundation ` +
+    `and contributors. Table: ${['@tanstack/table-core', '@tanstack/store'].map(about).join(', ')}; ` +
+    'Tanner Linsley. */'
+  );
 }
 
 const hash = (text) => `'sha256-${createHash('sha256').update(text).digest('base64')}'`;
@@ -46,9 +52,12 @@ const style = await bundle('page.css');
 if (/<\/script|<!--/i.test(script) || /<\/style/i.test(style)) {
   throw new Error('the bundle holds text that would end its own element');
 }
-const policy = `default-src 'none'; script-src ${hash(script)}; style-src ${hash(style)}; ` +
+const policy =
+  `default-src 'none'; script-src ${hash(script)}; style-src ${hash(style)}; ` +
   "base-uri 'none'; form-action 'none'";
 const parts = { POLICY: policy, STYLE: style, SCRIPT: script };
-const page = readFileSync(join(here, 'page.html'), 'utf8')
-  .replace(/@(POLICY|STYLE|SCRIPT)@/g, (_, name) => parts[name]);
+const page = readFileSync(join(here, 'page.html'), 'utf8').replace(
+  /@(POLICY|STYLE|SCRIPT)@/g,
+  (_, name) => parts[name],
+);
 writeFileSync(output, page);

@@ -19,8 +19,8 @@ endif()
 
 if(report_wanted)
   set(report_page ${CMAKE_CURRENT_BINARY_DIR}/report/report.html)
-  set(report_sources build.mjs page.css page.html page.js charts.js package.json
-    package-lock.json .npmrc)
+  set(report_sources build.mjs page.css page.html page.js charts.js detail.js table.js words.js
+    package.json package-lock.json .npmrc)
   list(TRANSFORM report_sources PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/report/)
   add_custom_command(OUTPUT ${report_page}
     COMMAND ${CMAKE_COMMAND} -DSOURCE=${CMAKE_CURRENT_SOURCE_DIR}/report -DPAGE=${report_page}
