@@ -15,7 +15,7 @@
 
 namespace host {
 
-static void require(bool holds, const char* else_what) {
+void require(bool holds, const char* else_what) {
   if (holds) return;
   std::fprintf(stderr, "host: %s\n", else_what);
   std::abort();
@@ -69,6 +69,12 @@ zend_op_array* compile_string(zval*, char*) { return compile_file(nullptr, 0); }
 // Whether the argument turns into what the letter asks for; the module asks for no array.
 bool convert(zval& argument, char letter) {
   const unsigned char type = zend_api::type_of(&argument);
+  if (letter == 'l' && type == IS_DOUBLE) {
+    argument = plain(IS_LONG, static_cast<int64_t>(argument.value.dval));
+  }
+  if (letter == 'l' && type == IS_STRING) {
+    argument = plain(IS_LONG, std::strtoll(argument.value.str->val, nullptr, 10));
+  }
   if (letter != 's' || type == IS_STRING) return true;
   if (type == IS_OBJECT) {
     reach("conversion");

@@ -62,6 +62,9 @@ void set_request_array(int track, const json& entries);
 // call left by long jump.
 zval call(const std::string& function, const json& arguments, bool strict = false);
 
+// Ends the program where the module does what an engine would not survive.
+void require(bool holds, const char* else_what);
+
 // Whether call() came back by itself.
 template <typename Call>
 bool comes_back(const Call& call) {
@@ -70,6 +73,7 @@ bool comes_back(const Call& call) {
   sigjmp_buf here;
   target = &here;
   if (sigsetjmp(here, 0) != 0) {
+    require(target == &here, "a jump that was held up has left its target behind");
     target = outer;
     return false;
   }

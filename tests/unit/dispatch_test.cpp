@@ -4,6 +4,7 @@
 
 #include "module/hooks.h"
 #include "module/wrappers.h"
+#include "text/text.h"
 #include "watched_request.h"
 
 using host::call;
@@ -13,8 +14,8 @@ using host::state;
 
 namespace {
 
-// What the files of calls are about: a text that every detector takes for an attack
-// when the request holds it.
+// What stands for "%" in the files of calls: a text that every detector takes for an
+// attack when the request holds it.
 const std::string attack = "!php/object phpinfo()";
 const json resource{{"$", "resource"}}, object{{"$", "object"}};
 
@@ -44,7 +45,7 @@ class WatchedCall : public WatchedRequest {
     hook_zend_api();
     host::set_request_array(TRACK_VARS_GET, {{"q", attack}});
     agent.sql_pattern = "union";
-    for (const json& row : cases("hooked_calls.json")) rows.push_back(row);
+    for (const json& row : calls("hooked_calls.json")) rows.push_back(row);
   }
   ~WatchedCall() override {
     unhook_zend_api();
@@ -66,32 +67,39 @@ class WatchedCall : public WatchedRequest {
     EXPECT_EQ(agent.log, Lines{""});
   }
 
+  static json calls(const std::string& file) {
+    std::string text = cases(file).dump();
+    string_replace(text, "%", attack);
+    return json::parse(text);
+  }
+  static std::string event(const json& row, bool refused) {
+    const std::string event = row[2];
+    return event[0] == 'u' ? event : event + (refused ? "|0|0" : "|1|0");
+  }
   // Function, as many arguments as its row parses, the report, the notice.
-  json rows = cases("watched_calls.json");
+  json rows = calls("watched_calls.json");
 };
 
 TEST_F(WatchedCall, IsJudgedByItsRow) {
   for (const json& row : rows) {
     SCOPED_TRACE(row.dump());
-    std::string reported = row[2];
     expect_calls(true);
     const zval blocked = call(row[0], row[1]);
     EXPECT_EQ(zend_api::type_of(&blocked), row[0] == "mysqli_query" ? IS_NULL : IS_FALSE);
-    EXPECT_EQ(agent.log.back(), reported);
+    EXPECT_EQ(agent.log.back(), event(row, true));
     EXPECT_EQ(state.ran, Lines{});
-    EXPECT_EQ(state.output, row[3]);
+    EXPECT_EQ(state.output, "<br/>" + std::string(row[3]) + " @VARNO 2020-2030<br/>");
 
     expect_calls(false);
     EXPECT_EQ(call(row[0], row[1]).value.lval, 42);
-    if (reported[0] != 'u') reported[reported.size() - 3] = '1';
-    EXPECT_EQ(agent.log.back(), reported);
+    EXPECT_EQ(agent.log.back(), event(row, false));
     EXPECT_EQ(state.ran, Lines{row[0]});
     EXPECT_EQ(state.output, "");
   }
 }
 
 TEST_F(WatchedCall, OfAnotherShapeIsLeftToTheFunction) {
-  for (const json& row : cases("watched_calls.json")) {
+  for (const json& row : calls("watched_calls.json")) {
     json arguments = row[1];
     if (arguments.empty()) continue;
     for (const json& wrong : {json{{"list", attack}}, resource, object}) {
@@ -107,7 +115,9 @@ TEST_F(WatchedCall, OfAnotherShapeIsLeftToTheFunction) {
       expect_untouched(row[0], arguments);
     }
   }
-  expect_untouched("curl_setopt", {resource, 10015, attack});
+  for (const json& option : {json(10015), json(10002.5), json("10002x")}) {
+    expect_untouched("curl_setopt", {resource, option, attack});
+  }
   expect_untouched("curl_setopt", {attack, 10002, attack});
   expect_untouched("copy", {resource, attack});
   for (const char* name : {"mysqli_Query", "ery", "mysqli_query_x"}) expect_untouched(name, {"x"});
@@ -120,9 +130,13 @@ TEST_F(WatchedCall, IsJudgedByItsOwnArgumentAsTheFunctionWouldConvertIt) {
   call("socket_connect", {resource, "host", 80});
   call("system", json::array({object}));
   call("system", {12});
+  call("curl_setopt", {resource, "10002", attack});
+  call("curl_setopt", {resource, 10002.0, attack});
+  const std::string fetched = "2000e|connect|curl_ssrf|connect|" + attack + "|1|0";
   EXPECT_EQ(agent.log, (Lines{"", "upload|copy|to", "0|connect|socket_connect|host|host|1|1",
                               "0|execute_command|system|command|text|1|1",
-                              "0|execute_command|system|command|12|1|1"}));
+                              "0|execute_command|system|command|12|1|1", "mode|7", fetched,
+                              "mode|7", fetched}));
 }
 
 // The engine can run out of memory where the module holds strings; the event is
@@ -132,11 +146,10 @@ TEST_F(WatchedCall, SurvivesALongJumpOutOfItsWork) {
   for (const std::string moment : {"handler", "output", "server", "backtrace", "conversion"}) {
     for (const json& row : rows) {
       SCOPED_TRACE(moment + row.dump());
-      std::string reported = row[2];
+      std::string reported = event(row, moment != "handler");
       json arguments = row[1];
       const bool takes_stack = reported[0] == 'u' || reported.substr(0, 5) == "20011";
       if (moment == "backtrace" && !takes_stack) continue;
-      if (moment == "handler" && reported[0] != 'u') reported[reported.size() - 3] = '1';
       if (moment == "conversion") {
         if (arguments.empty() || row[0] == "mysqli_query") continue;
         arguments.back() = object;

@@ -1,10 +1,12 @@
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "request/http_info.h"
 #include "request/parameters.h"
 #include "stack/backtrace.h"
 #include "stack/render.h"
+#include "text/text.h"
 #include "watched_request.h"
 
 using host::globals;
@@ -77,6 +79,20 @@ TEST_F(Request, GathersNamedValuesAndBareNames) {
   EXPECT_EQ(php_request_value_strings(), "a=1&x_y_z=&bare=&nul=a\0b&p=2&p_q="s);
 }
 
+TEST_F(Request, UploadCarriesTheNameOfTheFirstSingleFile) {
+  host::set_request_array(TRACK_VARS_FILES, json::parse(R"({"#": {"name": "numeric"},
+    "several": {"name": ["list"]}, "text": "x", "odd": {"names": "x", "size": 5, "NAME": "first"},
+    "next": {"name": "second"}})"));
+  const std::pair<const char*, const char*> types[] = {{"multipart/form-data; boundary=x", "first"},
+                                                       {"multipart/form-data; charset=x", ""},
+                                                       {"text/plain; boundary=x", ""}};
+  for (const auto& [type, name] : types) {
+    sapi.content_type = type;
+    engine.check_create_file("copy", "to");
+    EXPECT_EQ(agent.record[12], name) << type;
+  }
+}
+
 TEST_F(Request, StackKeepsScalarsAndCutsStrings) {
   state.frames = json::parse(R"([5, {"file": "/main.php", "Line": 3, "FUNCTION": "f", "#": "h",
     "functions": "g", "class": "C", "args": [null, false, 2.5]}, {"line": "7", "args": 1}, {}])");
@@ -110,4 +126,18 @@ TEST_F(Request, StackIsRenderedAsAgentsKnowThem) {
 
 TEST_F(Request, StackTextTurnsIntoAChain) {
   for (const json& row : cases("chains.json")) EXPECT_EQ(resort_stack_info(row[0]), row[1]);
+}
+
+TEST(Text, IsFoundWhateverTheLengths) {
+  std::string numbers;
+  for (int i = 100; i < 300; ++i) numbers += std::to_string(i);
+  for (const std::size_t length : {90U, 128U, 129U, 600U}) {
+    const std::string text = numbers.substr(0, length);
+    for (const std::size_t size : {8U, 64U, 65U, 90U}) {
+      std::string needle = text.substr(length - size);
+      EXPECT_EQ(find_text(text, needle), length - size);
+      needle.back() = 'x';
+      EXPECT_EQ(find_text(text, needle), text.npos);
+    }
+  }
 }

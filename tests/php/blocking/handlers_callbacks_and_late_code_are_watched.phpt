@@ -38,17 +38,20 @@ $dying = new Dying();
 // Written to, the script's arrays are no longer the engine's, which are gone when the
 // last stream is closed.
 $_GET['own'] = $_COOKIE['own'] = $_POST['own'] = $_SERVER['own'] = 'x';
-ScenarioStream::$on = ['close' => fn () => told(exec('echo taken'), eval('return 1;'), @include '/etc/passwd', fopen(__FILE__, 'r'))];
+ScenarioStream::$on = ['close' => fn () =>
+    [told(exec('echo taken'), eval('return 1;'), fopen(__FILE__, 'r')), told(@include '/etc/passwd')]];
 $global = fopen('scenario://late', 'r');
 --EXPECT--
 "Exception: no text", "Exception: no text"
-"deep", 301 <- execution_record logged: execute_command | exec | command | echo deep (301 times)
-[Command Execute Not Allowed]"stream closed", false <- command_execution 0x20011 blocked: execute_command | exec | command | echo taken
+"deep", 301 <- execution_record logged: exec (301 times) | echo deep
+[Command]"stream closed", false <- command_execution blocked: exec | echo taken
 "text", 302
-[Command Execute Not Allowed]"error handler", false <- command_execution 0x20011 blocked: execute_command | exec | command | echo taken
-buffered by the callback <- execution_record logged: execute_command | exec | command | echo by the callback
-[Command Execute Not Allowed]"session", false <- command_execution 0x20011 blocked: execute_command | exec | command | echo taken
-[Command Execute Not Allowed]"shutdown", false <- command_execution 0x20011 blocked: execute_command | exec | command | echo taken
-[Command Execute Not Allowed]"destructor", false <- command_execution 0x20011 blocked: execute_command | exec | command | echo taken
-<br/>Command Execute Not Allowed @VARNO 2020-2030<br/>"session", false <- command_execution 0x20011 blocked: execute_command | exec | command | echo taken
-<br/>File Include Not Allowed @VARNO 2020-2030<br/>"taken", 1, false, resource (stream) <- execution_record logged: execute_command | exec | command | echo taken + execution_record logged: execute_command | eval()'d code | command | return 1; + file_include 0x20004 blocked: file_include | safe_compile_file | file | /etc/passwd
+[Command]"error handler", false <- command_execution blocked: exec | echo taken
+buffered by the callback <- execution_record logged: exec | echo by the callback
+[Command]"session", false <- command_execution blocked: exec | echo taken
+[Command]"shutdown", false <- command_execution blocked: exec | echo taken
+[Command]"destructor", false <- command_execution blocked: exec | echo taken
+<br/>Command Execute Not Allowed @VARNO 2020-2030<br/>"session", false <- command_execution blocked: exec | echo taken
+"taken", 1, resource (stream) <- execution_record logged: exec | echo taken
+    + execution_record logged: eval()'d code | return 1;
+<br/>File Include Not Allowed @VARNO 2020-2030<br/>false <- file_include blocked: safe_compile_file | /etc/passwd

@@ -13,32 +13,33 @@ foreach (['0', '1'] as $enabled) {
     put('fresh.inc', "<?php echo 'fresh ';");
     put('all.inc', '<?php
         $page = $_GET["page"] ?? "page.inc";
-        foreach ([fn () => include $page, fn () => require $page, fn () => include_once $page, fn () => require_once $page] as $include) {
-            echo json_encode($include()), " ";
-        }');
+        echo json_encode(include $page), json_encode(require $page);
+        echo json_encode(include_once $page), json_encode(require_once $page);');
     put('one.inc', '<?php include $_GET["page"] ?? "page.inc"; eval($_GET["code"] ?? "");');
     [$request, $pid] = start_worker($root, "-d opcache.enable=$enabled");
-    foreach ($enabled ? [] : ['page=page.inc', "page=$root/page.inc", 'page=page.php', "page=$root/all.inc"] as $query) {
-        echo printable($query), ': ', $request('all.inc', $query), heard($pid), "\n";
+    foreach ($enabled ? [] : ['page.inc', "$root/page.inc", 'page.php', "$root/all.inc"] as $page) {
+        show(printable($page) . ': ' . $request('all.inc', "page=$page"), $pid);
     }
     foreach (['', 'page=page.inc', 'page=fresh.inc', 'page=fresh.inc', 'code=echo+1;'] as $query) {
-        echo "$query: ", $request('one.inc', $query), heard($pid), "\n";
+        show("$query: " . $request('one.inc', $query), $pid);
     }
 }
 --EXPECT--
 --- opcache.enable=0
-page=page.inc: [File Include Not Allowed]false [File Include Not Allowed]false page 1 true  <- file_include 0x20004 blocked: file_include | safe_compile_file | file | page.inc (2 times)
-page=FOLDER/page.inc: [File Include Not Allowed]false [File Include Not Allowed]false [File Include Not Allowed]false true  <- file_include 0x20004 blocked: file_include | safe_compile_file | file | FOLDER/page.inc (3 times)
-page=page.php: page.php 1 page.php 1 true true 
-page=FOLDER/all.inc: [File Include Not Allowed] <- file_include 0x20004 blocked: file_include | safe_compile_file | file | FOLDER/all.inc
+page.inc: [File]false[File]falsepage 1true
+    <- file_include blocked: safe_compile_file (2 times) | page.inc
+FOLDER/page.inc: [File]false[File]false[File]falsetrue
+    <- file_include blocked: safe_compile_file (3 times) | FOLDER/page.inc
+page.php: page.php 1page.php 1truetrue
+FOLDER/all.inc: [File] <- file_include blocked: safe_compile_file | FOLDER/all.inc
 : page 
-page=page.inc: [File Include Not Allowed] <- file_include 0x20004 blocked: file_include | safe_compile_file | file | page.inc
-page=fresh.inc: [File Include Not Allowed] <- file_include 0x20004 blocked: file_include | safe_compile_file | file | fresh.inc
-page=fresh.inc: [File Include Not Allowed] <- file_include 0x20004 blocked: file_include | safe_compile_file | file | fresh.inc
-code=echo+1;: page [Command Execute Not Allowed] <- code_execution 0x40000 blocked: execute_command | eval()'d code | command | echo 1;
+page=page.inc: [File] <- file_include blocked: safe_compile_file | page.inc
+page=fresh.inc: [File] <- file_include blocked: safe_compile_file | fresh.inc
+page=fresh.inc: [File] <- file_include blocked: safe_compile_file | fresh.inc
+code=echo+1;: page [Command] <- code_execution blocked: eval()'d code | echo 1;
 --- opcache.enable=1
 : page 
 page=page.inc: page 
-page=fresh.inc: [File Include Not Allowed] <- file_include 0x20004 blocked: file_include | safe_compile_file | file | fresh.inc
-page=fresh.inc: [File Include Not Allowed] <- file_include 0x20004 blocked: file_include | safe_compile_file | file | fresh.inc
-code=echo+1;: page [Command Execute Not Allowed] <- code_execution 0x40000 blocked: execute_command | eval()'d code | command | echo 1;
+page=fresh.inc: [File] <- file_include blocked: safe_compile_file | fresh.inc
+page=fresh.inc: [File] <- file_include blocked: safe_compile_file | fresh.inc
+code=echo+1;: page [Command] <- code_execution blocked: eval()'d code | echo 1;

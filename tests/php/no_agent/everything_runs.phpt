@@ -10,8 +10,9 @@ require __DIR__ . '/../events.inc';
 $root = own_folder(['page.inc' => "<?php return 'included';", 'index.php' => '<?php
     class First { function __wakeup() { echo exec("echo awake"), file_put_contents("put.txt", "x"), ", "; } }
     unserialize("O:5:\"First\":0:{}");
-    echo implode(", ", [exec($_GET["c"]), include $_GET["page"], eval($_GET["code"]), strlen(file_get_contents($_GET["page"]))]);
-    echo ", ", (new PDO("sqlite::memory:"))->query("SELECT $_GET[id]")->fetchColumn(), ", ";
+    echo implode(", ", [exec($_GET["c"]), include $_GET["page"], eval($_GET["code"])]), ", ";
+    echo strlen(file_get_contents($_GET["page"])), ", ";
+    echo (new PDO("sqlite::memory:"))->query("SELECT $_GET[id]")->fetchColumn(), ", ";
     ob_start();
     phpinfo(INFO_MODULES);
     echo preg_match_all("~<tr class=\"h\"><th>vorgate support</th><th>enabled</th></tr>~", ob_get_clean());']);

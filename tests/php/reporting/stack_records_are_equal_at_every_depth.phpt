@@ -11,7 +11,8 @@ function step(int $left): callable
 }
 function leaf(int $left, ...$more): string
 {
-    $GLOBALS['expected'][] = "copy(missing, there)\n" . implode(array_map('frame', array_slice(debug_backtrace(0), 0, 15)));
+    $frames = array_map('frame', array_slice(debug_backtrace(0), 0, 15));
+    $GLOBALS['expected'][] = "copy(missing, there)\n" . implode($frames);
     return @copy('missing', 'there') ? 'copied' : 'not copied';
 }
 function frame(array $frame): string
@@ -31,7 +32,10 @@ class Kind
     public $left;
     static function with($left) { $kind = new Kind(); $kind->left = $left; return $kind; }
     function method($left) { return step($left)($left - 1); }
-    static function fixed($left) { return step($left)($left - 1, true, null, 0.5, [], 1 << 33 | 7, str_repeat('x', 1100), "line\n"); }
+    static function fixed($left)
+    {
+        return step($left)($left - 1, true, null, 0.5, [], 1 << 33 | 7, str_repeat('x', 1100), "line\n");
+    }
     function __call($name, $arguments) { return step($arguments[0])($arguments[0] - 1, "\n"); }
     function __toString(): string { return step($this->left)($this->left - 1) . 'text'; }
     function __destruct() { $this->left !== null && step($this->left)($this->left - 1); }
@@ -61,6 +65,7 @@ function deep($left) { return $left ? deep($left - 1) : step($left)($left); }
 deep(10_000);
 $told = array_filter(agent_lines(getmypid()), fn ($line) => $line['kind'] === 'create');
 $records = array_map(fn ($line) => $line['request']['stack_trace'], array_values($told));
-echo count($records), ' records, ', count(array_unique($records)), ' different, unexpected: ', short(array_diff_assoc($records, $expected)), "\n";
+echo count($records), ' records, ', count(array_unique($records)), ' different, unexpected: ',
+    short(array_diff_assoc($records, $expected)), "\n";
 --EXPECT--
 561 records, 102 different, unexpected: []
