@@ -35,8 +35,7 @@ told(bin2hex((new ReflectionFunction('exec'))->invoke("echo '\xff\xfe'")));
 [Command]false <- command_execution blocked: shell_exec | date
 [Command]false <- command_execution blocked: system | echo hi
 --- untouched
-"hi", "there" <- execution_record logged: exec | echo hi
-    + execution_record logged: exec | echo there
+"hi", "there" <- execution_record logged: exec | echo hi + execution_record logged: exec | echo there
 "a" <- execution_record logged: exec | echo a
 c=touch+ran&host=127.0.0.1;id&word=id&long=xxdatexx&part=a exec(echo a)
 "two", ["before","one","two"], 3 <- execution_record logged: exec | printf "one\ntwo  \n"; exit 3
@@ -44,8 +43,7 @@ out
 through
 "out", 4, null, 5 <- execution_record logged: system | echo out; exit 4
     + execution_record logged: passthru | echo through; exit 5
-null, ["mapped\n"] <- execution_record logged: shell_exec | true
-    + execution_record logged: shell_exec | echo mapped
+null, ["mapped\n"] <- execution_record logged: shell_exec | true + execution_record logged: shell_exec | echo mapped
 5, 0, ["popen"] <- execution_record logged: popen | cat >piped
 "proc_open\n", 6, 7 <- execution_record logged: proc_open | echo proc_open; exit 6
 "fffe" <- execution_record logged: exec | echo '\377\376'

@@ -26,9 +26,8 @@ echo request_field('stack_trace'), request_field('upload_file_name');
 "text", "the", "cookie", "text", ["text"]
 true, true <- file_create logged: copy | copy.txt + file_create logged: rename | renamed.txt
 7, 6 <- file_create logged: file_put_contents (2 times) | text.txt
-1, 2, resource (stream), false <- file_create logged: fopen | w.txt
-    + file_create logged: fopen | ab.txt + file_create logged: fopen (2 times) | x.txt
-false, false <- file_create logged: copy | nowhere/file
-    + file_create logged: move_uploaded_file | moved.txt
+1, 2, resource (stream), false <- file_create logged: fopen | w.txt + file_create logged: fopen | ab.txt
+    + file_create logged: fopen (2 times) | x.txt
+false, false <- file_create logged: copy | nowhere/file + file_create logged: move_uploaded_file | moved.txt
 ["one two three"], ["other"], ["w"], ["ab"], ["other","renamed.txt","text.txt","w.txt","x.txt"]
 move_uploaded_file(other, moved.txt)

@@ -26,8 +26,7 @@ foreach (['0', '1'] as $enabled) {
 }
 --EXPECT--
 --- opcache.enable=0
-page.inc: [File]false[File]falsepage 1true
-    <- file_include blocked: safe_compile_file (2 times) | page.inc
+page.inc: [File]false[File]falsepage 1true <- file_include blocked: safe_compile_file (2 times) | page.inc
 FOLDER/page.inc: [File]false[File]false[File]falsetrue
     <- file_include blocked: safe_compile_file (3 times) | FOLDER/page.inc
 page.php: page.php 1page.php 1truetrue

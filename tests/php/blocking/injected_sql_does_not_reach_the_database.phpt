@@ -57,11 +57,11 @@ put('query.php', '<?php
 show($request('query.php', 'id=1+OR+1=1'), $pid);
 --EXPECT--
 [Deny][Deny][Deny][1,1,1], null, null, null
-    <- sql_injection blocked: mysqli_query, mysqli_multi_query, mysqli::multi_query | SELECT id FROM d.t WHERE id=1 OR 1=1
+    <- sql_injection blocked: mysqli_query, mysqli_multi_query, mysqli::multi_query | SELECT id FROM d.t WHERE id=1 OR 2
 [Deny][Deny][Deny][1,1,1], null, null, null
-    <- sql_injection blocked: mysqli::query, mysqli_real_query, mysqli::real_query | SELECT id FROM d.t WHERE id=1 OR 1=1
+    <- sql_injection blocked: mysqli::query, mysqli_real_query, mysqli::real_query | SELECT id FROM d.t WHERE id=1 OR 2
 [Deny][Deny][Deny][1,1,1], null, null, null
-    <- sql_injection blocked: mysqli::query, PDO::query (2 times) | SELECT id FROM d.t WHERE id=1 OR 1=1
+    <- sql_injection blocked: mysqli::query, PDO::query (2 times) | SELECT id FROM d.t WHERE id=1 OR 2
 [Deny][Deny]null, null <- sql_injection blocked: PDO::query | SELECT id FROM d.t WHERE id=1  OR 2=2
     + sql_injection blocked: file-read: a file of the database server read | SELECT LOAD_FILE('/x')
 1

@@ -28,14 +28,12 @@ told(outcome(fn () => eval($_GET['no'])));
 --EXPECT--
 [Command][Command][Command]false, false, false
     <- code_execution blocked: eval()'d code | function evaluated(){} class Evaluated{} echo "run";
-    + code_execution blocked: eval()'d code | return 3;
-    + code_execution blocked: eval()'d code | return 4;
+    + code_execution blocked: eval()'d code | return 3; + code_execution blocked: eval()'d code | return 4;
 [File][File][File]false, false, false <- file_include blocked: safe_compile_file (2 times) | page.inc
     + file_include blocked: safe_compile_file | php://filter/string.rot13/resource=page.inc
 [Command][Command]false, false <- command_execution blocked: phpinfo (2 times) | phpinfo()
 [], [], "Error: Class \"Kin\" not found", []
 1, Kin, "No"
     <- execution_record logged: eval()'d code | function early() { return 1; } class Kin {} enum Choice { case No; }
-2null, 3 <- execution_record logged: eval()'d code |  echo 2;
-    + execution_record logged: eval()'d code | return 3; 
+2null, 3 <- execution_record logged: eval()'d code |  echo 2; + execution_record logged: eval()'d code | return 3; 
 "ParseError: Unclosed '('"

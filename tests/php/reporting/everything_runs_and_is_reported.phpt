@@ -13,7 +13,7 @@ yaml.decode_php=0
 <?php
 require __DIR__ . '/../events.inc';
 own_folder(['page.inc' => "<?php return 'included';"]);
-class W { function __wakeup() { told(exec('echo 1'), file_put_contents('a', 'x')); } }
+class W { function __wakeup() { told(exec('echo 1')); } }
 told(fgets(popen($_GET['c'], 'r')), eval($_GET['code']), eval('return exec("echo evaluated");'));
 told(include $_GET['page'], include 'php://filter/read=convert.base64-encode/resource=page.inc');
 unserialize('O:1:"W":0:{}');
@@ -32,12 +32,8 @@ told(yaml_parse($_GET['doc']), (new PDO('sqlite::memory:'))->query("SELECT $_GET
     + execution_record logged: eval()'d code | return exec("echo evaluated");
 PD9waHAgcmV0dXJuICdpbmNsdWRlZCc7"included", 1 <- file_include reported: safe_compile_file | page.inc
     + file_include reported: safe_compile_file | php://filter/read=convert.base64-encode/resource=page.inc
-"1", 1
-    <- deserialisation_chain reported: unserialize(O:1:"W":0:{})->W::__wakeup()->exec(echo 1) | echo 1
-    + file_create logged: file_put_contents | a
-    + deserialisation_file_create reported: unserialize(O:1:"W":0:{})->W::__wakeup()->file_put_contents(a, x) | a
-24, resource (stream), resource (stream), true
-    <- file_read reported: file_get_contents, fopen | page.inc
+"1" <- deserialisation_chain reported: unserialize(O:1:"W":0:{})->W::__wakeup()->exec(echo 1) | echo 1
+24, resource (stream), resource (stream), true <- file_read reported: file_get_contents, fopen | page.inc
     + request_named_connection reported: fsockopen, socket_connect | 127.0.0.1
 true, true <- request_forgery reported: curl_ssrf (2 times) | file:///etc/hostname
 [], 1 <- yaml_object reported: unserialize:yaml_parse | !php/object {}

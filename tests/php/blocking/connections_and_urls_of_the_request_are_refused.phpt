@@ -1,9 +1,10 @@
 --TEST--
-A connection to a host that equals a parameter is refused; every other one leaves a record
+Connections to hosts that equal a parameter and URLs in one are refused; other connections leave a record
 --EXTENSIONS--
+curl
 sockets
 --GET--
-host=127.0.0.1&part=xlocalhostx
+host=127.0.0.1&part=xlocalhostx&url=http://127.0.0.1:9/&file=file:///etc/hostname
 --COOKIE--
 peer=scenario.sock
 --FILE--
@@ -20,6 +21,12 @@ told(socket_connect($local(), 'scenario.sock'), @stream_socket_accept($listener,
 $open = [fsockopen('localhost', $port), fsockopen("tcp://$_GET[host]", $port, $number, $text, 5)];
 told(socket_connect($tcp(), 'localhost', $port), socket_connect($local(), './scenario.sock'), $number, $text);
 told(...$open, ...[stream_socket_accept($listener, 0), stream_socket_accept($unix, 0)]);
+$curl = curl_init();
+told(curl_init($_GET['url']), curl_setopt($curl, CURLOPT_URL, $_GET['url']));
+told(curl_setopt($curl, 10002, new SplFileInfo($_GET['file'])), curl_setopt($curl, CURLOPT_URL, $_GET['file']));
+told(curl_setopt($curl, CURLOPT_USERAGENT, $_GET['url']),
+    curl_setopt_array($curl, [CURLOPT_RETURNTRANSFER => true, CURLOPT_HTTPHEADER => ['A: b']]),
+    curl_setopt($curl, CURLOPT_URL, 'file:///etc/./hostname'), curl_exec($curl) === implode(file('/etc/hostname')));
 --EXPECT--
 [Command][Command]false, false <- request_named_connection blocked: fsockopen, socket_connect | 127.0.0.1
 [Command]false, false, false <- request_named_connection blocked: socket_connect | scenario.sock
@@ -27,3 +34,6 @@ true, true, 0, "" <- connection_record logged: fsockopen, socket_connect | local
     + connection_record logged: fsockopen | tcp://127.0.0.1
     + connection_record logged: socket_connect | ./scenario.sock
 resource (stream), resource (stream), resource (stream), resource (stream)
+[Command][Command]false, false <- request_forgery blocked: curl_ssrf (2 times) | http://127.0.0.1:9/
+[Command][Command]false, false <- request_forgery blocked: curl_ssrf (2 times) | file:///etc/hostname
+true, true, true, true
