@@ -19,8 +19,7 @@ runs:
   unit       the unit tests against the in-process host of the reference engine:
              plain, under Address and UndefinedBehavior, under ThreadSanitizer
   scenarios  tests/php/ in the installed PHP, by its own run-tests.php: blocking,
-             reporting, with no agent, and with one that answers by rule; then
-             again under the sanitizers
+             reporting, and with no agent; then again under the sanitizers
   scripts    tests/scripts/: the scripts and tables of the project, the agent's tool, real
              servers under load and faults, fuzzing, Valgrind, log shipping with
              real daemons, the report in a browser, the packages in a clean Debian
@@ -150,8 +149,6 @@ all_scenarios() {
   agent_place "$root/build/$2/libmessage_queue_linux.so"
   scenarios "$1" blocking "$module" block
   scenarios "$1" reporting "$module" report
-  agent_place "$root/build/php/test_agent.so"
-  scenarios "$1" test_agent "$module"
 }
 
 # interpreters NAME COMMAND-PREFIX...: makes build/NAME anew, with its php and

@@ -46,7 +46,7 @@ faults() {
 
 rows() {
   local folder numbers='' log name
-  for folder in blocking reporting no_agent test_agent; do
+  for folder in blocking reporting no_agent; do
     numbers+="$(scenario_count "scenarios-$folder") ${folder//_/ }, "
   done
   row "$installed" 'command line, CGI' 'off, on where it matters' "scenarios: ${numbers%, }; again under Address- and UndefinedBehaviorSanitizer"
