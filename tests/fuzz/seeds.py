@@ -30,4 +30,5 @@ for target, patterns in TABLES.items():
     lines = [line.strip().strip(",") for file in files for line in file.open(encoding="utf-8")]
     for number, line in enumerate(line for line in lines if line.startswith("{")):
         ends = "".join(text.replace("\\", "\\\\") + "\\\n" for text in texts(json.loads(line)))
-        (folder / str(number)).write_bytes(ends.encode() + bytes([number % 256]))
+        choices = bytes(99) + bytes([number % 256]) if target == "calls" else b""
+        (folder / str(number)).write_bytes(ends.encode() + choices)
