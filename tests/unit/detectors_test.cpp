@@ -65,7 +65,7 @@ class Detectors : public WatchedRequest {
 TEST_F(Detectors, FindWhatTheTableSays) {
   for (const json& row : cases("detectors.json")) {
     SCOPED_TRACE(row.dump(-1, ' ', false, json::error_handler_t::replace));
-    const auto& [check, arguments] = *row.items().begin();
+    const std::string check = row.begin().key();
     for (const auto& [source, track] : {std::pair{"get", TRACK_VARS_GET},
                                         {"post", TRACK_VARS_POST},
                                         {"cookie", TRACK_VARS_COOKIE}}) {
