@@ -83,10 +83,9 @@ TEST_F(Request, UploadCarriesTheNameOfTheFirstSingleFile) {
   host::set_request_array(TRACK_VARS_FILES, json::parse(R"({"#": {"name": "numeric"},
     "several": {"name": ["list"]}, "text": "x", "odd": {"names": "x", "size": 5, "NAME": "first"},
     "next": {"name": "second"}})"));
-  const std::pair<const char*, const char*> types[] = {{"multipart/form-data; boundary=x", "first"},
-                                                       {"multipart/form-data; charset=x", ""},
-                                                       {"text/plain; boundary=x", ""}};
-  for (const auto& [type, name] : types) {
+  for (const auto& [type, name] : {std::pair{"multipart/form-data; boundary=x", "first"},
+                                   {"multipart/form-data; charset=x", ""},
+                                   {"text/plain; boundary=x", ""}}) {
     sapi.content_type = type;
     engine.check_create_file("copy", "to");
     EXPECT_EQ(agent.record[12], name) << type;
