@@ -66,22 +66,26 @@ zend_op_array* compile_file(zend_file_handle*, int) {
 }
 zend_op_array* compile_string(zval*, char*) { return compile_file(nullptr, 0); }
 
-// Whether the argument turns into what the letter asks for; the module asks for no array.
-bool convert(zval& argument, char letter) {
+int cast_object(zval*, zval* result, int) {
+  reach("conversion");
+  if (state.object_text == nullptr) return FAILURE;
+  *result = value(state.object_text);
+  return SUCCESS;
+}
+
+zval object() {
+  static const zend_object_handlers handlers{{}, nullptr, {}, cast_object, {}};
+  auto* made = allocate<zend_object>();
+  made->handlers = &handlers;
+  return counted(IS_OBJECT, made);
+}
+
+// Turns a scalar into the text that the letter asks for.
+void convert(zval& argument, char letter) {
   const unsigned char type = zend_api::type_of(&argument);
-  if (letter == 'l' && type == IS_DOUBLE) {
-    argument = plain(IS_LONG, static_cast<int64_t>(argument.value.dval));
-  }
-  if (letter == 'l' && type == IS_STRING) {
-    argument = plain(IS_LONG, std::strtoll(argument.value.str->val, nullptr, 10));
-  }
-  if (letter != 's' || type == IS_STRING) return true;
-  if (type == IS_OBJECT) {
-    reach("conversion");
-    if (state.object_text == nullptr) return false;
-  }
-  argument = value(type == IS_OBJECT ? state.object_text : std::to_string(argument.value.lval));
-  return true;
+  if (letter != 's' || type == IS_STRING) return;
+  require(type < IS_STRING && type != IS_NULL, "this parse would complain");
+  argument = value(std::to_string(argument.value.lval));
 }
 
 }  // namespace
@@ -98,7 +102,8 @@ zval value(const json& data) {
   }
   if (data.contains("$")) {
     const std::string kind = data["$"];
-    return kind == "undef" ? zval{} : counted(kind == "object" ? IS_OBJECT : IS_RESOURCE, nullptr);
+    if (kind == "object") return object();
+    return kind == "undef" ? zval{} : counted(IS_RESOURCE, nullptr);
   }
   auto* table = allocate<HashTable>();
   table->arData = allocate<Bucket>(sizeof(Bucket) * data.size());
@@ -208,18 +213,17 @@ int zend_parse_parameters(int count, const char* spec, ...) {
   zval* argument = reinterpret_cast<zval*>(call) + ZEND_CALL_FRAME_SLOT;
   va_list out;
   va_start(out, spec);
-  for (; *spec != 0 && host::convert(*argument, *spec); ++spec, ++argument) {
+  for (; *spec != 0; ++spec, ++argument) {
+    host::convert(*argument, *spec);
     if (*spec == 's') {
       *va_arg(out, char**) = argument->value.str->val;
       *va_arg(out, size_t*) = argument->value.str->len;
-    } else if (*spec == 'l') {
-      *va_arg(out, int64_t*) = argument->value.lval;
     } else {
       *va_arg(out, zval**) = argument;
     }
   }
   va_end(out);
-  return *spec == 0 ? SUCCESS : FAILURE;
+  return SUCCESS;
 }
 
 void php_log_err_with_severity(char* message, int severity) {

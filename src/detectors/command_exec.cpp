@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "detectors/chains.h"
@@ -33,6 +35,51 @@ bool shapes_command(CCommonUtil& engine, const std::string& parameter, const std
          (contains_special_char(parameter.c_str()) || engine.check_cmd_in_collection(parameter));
 }
 
+std::string base_name(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+bool is_shell(const std::string& program) {
+  constexpr std::string_view shells[] = {"sh",  "bash", "dash", "ash",  "zsh",
+                                         "ksh", "mksh", "csh",  "tcsh", "fish"};
+  return std::find(std::begin(shells), std::end(shells), base_name(program)) != std::end(shells);
+}
+
+// "-o pipefail", also behind other letters, and files of settings.
+bool has_value(const std::string& option) {
+  return option == "--rcfile" || option == "--init-file" ||
+         (option[1] != '-' && (option.back() == 'o' || option.back() == 'O'));
+}
+
+// The text that a shell is told to run; null when the words start no shell, or one that
+// reads a file.
+const std::string* shell_text(const std::vector<std::string>& words) {
+  auto word = words.begin();
+  if (base_name(*word) == "busybox") {
+    ++word;
+  } else if (base_name(*word) == "env") {  // its options and variables come first
+    while (++word != words.end() && (word->find('=') != word->npos || word->rfind('-', 0) == 0)) {
+    }
+  }
+  if (word == words.end() || !is_shell(*word)) return nullptr;
+  bool runs_text = false;
+  while (++word != words.end()) {
+    const bool is_option = word->size() > 1 && (word->front() == '-' || word->front() == '+');
+    if (!is_option) return runs_text ? &*word : nullptr;
+    if (word->front() == '-' && (*word)[1] != '-' && contains(*word, "c")) runs_text = true;
+    if (has_value(*word) && ++word == words.end()) break;
+  }
+  return nullptr;
+}
+
+// What a command leaves that is not the request's: a finding inside a chain, or the
+// plain record.
+bool report_execution(const std::string& function, const std::string& command, HttpInfo& info) {
+  bool verdict = false;
+  if (report_execution_chain(command.c_str(), info, verdict)) return verdict;
+  report_plain(vorgate::event_kind::execute_command, function.c_str(),
+               vorgate::event_target::command, command.c_str(), info);
+  return false;
+}
+
 }  // namespace
 
 bool contains_special_char(const char* text) {
@@ -51,11 +98,20 @@ bool CCommonUtil::check_command_exec(const std::string& func_name, const std::st
          command.c_str()},
         info);
   }
-  bool verdict = false;
-  if (report_execution_chain(command.c_str(), info, verdict)) return verdict;
-  report_plain(vorgate::event_kind::execute_command, func_name.c_str(),
-               vorgate::event_target::command, command.c_str(), info);
-  return false;
+  return report_execution(func_name, command, info);
+}
+
+bool check_program(CCommonUtil& engine, const std::string& function,
+                   const std::vector<std::string>& words) {
+  if (const std::string* text = shell_text(words)) {
+    return engine.check_command_exec(function, *text);
+  }
+  if (!has_reporting_object()) return false;
+  HttpInfo info;
+  if (!open_record(info, CallStack::with)) return false;
+  std::string line;
+  for (const std::string& word : words) line += (line.empty() ? "" : " ") + word;
+  return report_execution(function, line, info);
 }
 
 bool CCommonUtil::check_command_from_param(const std::string& func_name,

@@ -13,6 +13,13 @@ bool is_attack(const Judge& judge, const std::string& function,
   return judge.detector(*CCommonUtil::get_instance(), function, copy);
 }
 
+// Where everything that a judge owned is gone.
+bool verdict(bool attack, const char* notice) {
+  zend_api::resume_bailout();
+  if (attack) zend_api::print(notice);
+  return !attack;
+}
+
 }  // namespace
 
 bool is_safe_handler(zend_execute_data* execute_data, zval*, const std::string& function_name) {
@@ -22,12 +29,12 @@ bool is_safe_handler(zend_execute_data* execute_data, zval*, const std::string& 
   zend_api::StringArgument argument{};
   if (!function->format.empty() &&
       !zend_api::parse(execute_data, function->format, function->subject, argument)) {
-    return true;
+    if (function->other_form == nullptr) return true;
+    const bool attack = function->other_form(execute_data, function_name);
+    return verdict(attack, function->judge.notice);
   }
   const Judge judge =
       function->choose != nullptr ? function->choose(execute_data) : function->judge;
   const bool attack = is_attack(judge, function_name, argument);
-  zend_api::resume_bailout();
-  if (attack) zend_api::print(judge.notice);
-  return !attack;
+  return verdict(attack, judge.notice);
 }

@@ -38,6 +38,9 @@ struct WatchedFunction {
   // `judge`. Both can leave by long jump. Null where there is no such say.
   bool (*applies)(zend_execute_data* execute_data);
   Judge (*choose)(zend_execute_data* execute_data);
+  // Judges a call that the format does not fit, and answers whether it is an attack.
+  // Null where such a call is not judged.
+  bool (*other_form)(zend_execute_data* execute_data, const std::string& function);
 };
 
 // In the order in which they are patched.

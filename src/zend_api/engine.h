@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #ifdef VORGATE_ENGINE_INSTALLED
 #include "zend_api/installed.h"
@@ -130,7 +131,7 @@ inline uint32_t argument_count(const zend_execute_data* execute_data) {
 
 // What a refused query leaves as its result: null, as the engine initialised it.
 // Where PHP 8 compiles just in time it trusts the declared types, which know no
-// null, and would crash on one: there, false.
+// null, and would crash on one: where such code may be running, false.
 void refuse_query(zval* return_value);
 
 // A string argument. It belongs to the call and lives as long as its frame.
@@ -161,6 +162,17 @@ bool parse(zend_execute_data* execute_data, std::string_view format, uint32_t in
            StringArgument& argument);
 bool parse(zend_execute_data* execute_data, std::string_view format, uint32_t index,
            IntegerArgument& argument);
+
+// False when the call's argument at `index` (from 0) cannot be a handle: PHP 8 knows
+// the class of the objects that took a resource's place, and a function that finds
+// another object throws. True of everything else, which `parse` is for.
+bool may_be_handle(zend_execute_data* execute_data, uint32_t index, std::string_view class_name);
+
+// The elements of an array given as the call's argument at `index` (from 0), where
+// proc_open takes a program and its arguments so (PHP 7.4). An element that is no text
+// and no number is empty: turning an object into text could run PHP code. False when
+// there is none.
+bool program_list(zend_execute_data* execute_data, uint32_t index, std::vector<std::string>& words);
 
 // --- The request ------------------------------------------------------------
 

@@ -1,4 +1,8 @@
+#include <strings.h>
+
+#include <cstring>
 #include <string>
+#include <string_view>
 
 #include "zend_api/engine.h"
 #include "zend_api/internal.h"
@@ -20,6 +24,40 @@ void unlink_from(HashTable* table, uint32_t first, IsRefused&& is_refused) {
     }
   }
   table->pDestructor = destroy;
+}
+
+// A setting of the opcode cache: as it is, or as it was at start-up, before a script
+// changed it. Empty without the cache.
+std::string_view cache_setting(const char* name, bool at_start_up) {
+  char* text = zend_ini_string(const_cast<char*>(name), std::strlen(name), at_start_up ? 1 : 0);
+  return text == nullptr ? std::string_view() : text;
+}
+
+bool is_off(std::string_view setting) {
+  for (const char* word : {"", "0", "off", "no", "false", "disable"}) {
+    if (setting.size() == std::strlen(word) &&
+        strncasecmp(setting.data(), word, setting.size()) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Whether code that the just-in-time compiler made may be running. A script can turn
+// compiler and cache off, but what was compiled before stays; it can turn the compiler
+// on, unless that was disabled at start-up.
+bool jit_can_run() {
+#if PHP_VERSION_ID >= 80000
+  char buffer[] = "opcache.jit_buffer_size";
+  if (zend_ini_long(buffer, sizeof(buffer) - 1, 1) <= 0) return false;
+  const bool on_command_line = std::strcmp(sapi_module.name, "cli") == 0;
+  if (is_off(cache_setting("opcache.enable", true))) return false;
+  if (on_command_line && is_off(cache_setting("opcache.enable_cli", true))) return false;
+  return !is_off(cache_setting("opcache.jit", true)) ||
+         !is_off(cache_setting("opcache.jit", false));
+#else
+  return false;
+#endif
 }
 
 bool same_file(const zend_string* declared_in, const zend_op_array* refused) {
@@ -50,12 +88,7 @@ void give_up(zval* value) { zval_ptr_dtor(value); }
 std::string format_integer(int64_t value) { return std::to_string(static_cast<int32_t>(value)); }
 
 void refuse_query(zval* return_value) {
-#if PHP_VERSION_ID >= 80000
-  char setting[] = "opcache.jit_buffer_size";
-  if (zend_ini_long(setting, sizeof(setting) - 1, 0) > 0) set_false(return_value);
-#else
-  (void)return_value;
-#endif
+  if (jit_can_run()) set_false(return_value);
 }
 
 Declarations declarations() { return {CG(function_table)->nNumUsed, CG(class_table)->nNumUsed}; }
@@ -79,11 +112,15 @@ void forget_declarations(const Declarations& before, const zend_op_array* refuse
 
 JMP_BUF*& bailout_target() { return EG(bailout); }
 
+// The parser is asked to be quiet.
+bool object_becomes_string(zval*) { return true; }
+
 bool null_becomes_string(const zend_execute_data* execute_data, uint32_t index) {
 #if PHP_VERSION_ID >= 80000
   const zend_internal_function& function = execute_data->func->internal_function;
   if (index >= function.num_args) return false;
-  return (ZEND_TYPE_FULL_MASK(function.arg_info[index].type) & MAY_BE_NULL) == 0;
+  const uint32_t types = ZEND_TYPE_FULL_MASK(function.arg_info[index].type);
+  return (types & MAY_BE_NULL) == 0 || (types & MAY_BE_ANY) == MAY_BE_ANY;
 #else
   (void)execute_data;
   (void)index;

@@ -75,6 +75,17 @@ sigjmp_buf*& bailout_target() {
   return thread_globals<zend_executor_globals>(executor_globals_id).bailout;
 }
 
+bool object_becomes_string(zval* object) {
+  const zend_object_handlers& handlers = *object->value.obj->handlers;
+  if (handlers.cast_object == nullptr) return handlers.get != nullptr;
+  zval text;
+  if (handlers.cast_object(object, &text, IS_STRING) != SUCCESS) return false;
+  _zval_ptr_dtor(object);
+  object->value = text.value;
+  object->type_info = text.type_info;
+  return true;
+}
+
 bool null_becomes_string(const zend_execute_data*, uint32_t) { return true; }
 
 }  // namespace zend_api

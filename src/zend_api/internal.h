@@ -35,8 +35,14 @@ void forget_bailout();
 
 // Whether the value null of the call's argument at `index` (from 0) is one that
 // the called function itself would turn into an empty string. PHP 8 knows
-// parameters for which null has a meaning of its own, and warns of the others.
+// parameters for which null has a meaning of its own; one that takes anything is none
+// of them.
 bool null_becomes_string(const zend_execute_data* execute_data, uint32_t index);
+
+// Turns an object that was given for a string into its text, in place, as the called
+// function would, where the engine's parser would complain if it could not be done.
+// Answers whether the parser can be asked. Runs PHP code (__toString).
+bool object_becomes_string(zval* object);
 
 // Hands the type letters to the engine's parser for the first `count` arguments; the
 // results go where the pointers that follow point. True on success.

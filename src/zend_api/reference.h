@@ -28,7 +28,9 @@ struct zend_string {
   char val[8];  // len bytes and a zero byte; the record is longer than declared
 };
 
+struct zend_class_entry;
 struct zend_function;
+struct zend_object;
 struct zend_op_array;
 struct HashTable;
 
@@ -39,6 +41,7 @@ struct zval {
     zend_refcounted_h* counted;
     zend_string* str;
     HashTable* arr;
+    zend_object* obj;
     zend_function* func;
     void* ptr;
   } value;
@@ -73,6 +76,22 @@ struct zend_class_entry {
   zend_string* name;
   zend_class_entry* parent;
   std::byte rest[480];
+};
+
+struct zend_object_handlers {
+  std::byte before[72];
+  zval* (*get)(zval* object, zval* memory);
+  std::byte between[88];
+  int (*cast_object)(zval* object, zval* result, int type);
+  std::byte rest[48];
+};
+
+struct zend_object {
+  zend_refcounted_h gc;
+  uint32_t handle;
+  zend_class_entry* ce;
+  const zend_object_handlers* handlers;
+  std::byte rest[24];
 };
 
 struct zend_execute_data {

@@ -115,7 +115,7 @@ TEST_F(WatchedCall, OfAnotherShapeIsLeftToTheFunction) {
       expect_untouched(row[0], arguments);
     }
   }
-  for (const json& option : {json(10015), json(10002.5), json("10002x")}) {
+  for (const json& option : {json(10015), json(1e300), json("-10002"), json("inf"), json("")}) {
     expect_untouched("curl_setopt", {resource, option, attack});
   }
   expect_untouched("curl_setopt", {attack, 10002, attack});
@@ -130,13 +130,17 @@ TEST_F(WatchedCall, IsJudgedByItsOwnArgumentAsTheFunctionWouldConvertIt) {
   call("socket_connect", {resource, "host", 80});
   call("system", json::array({object}));
   call("system", {12});
-  call("curl_setopt", {resource, "10002", attack});
-  call("curl_setopt", {resource, 10002.0, attack});
-  const std::string fetched = "2000e|connect|curl_ssrf|connect|" + attack + "|1|0";
+  call("system", {nullptr});
   EXPECT_EQ(agent.log, (Lines{"", "upload|copy|to", "0|connect|socket_connect|host|host|1|1",
                               "0|execute_command|system|command|text|1|1",
-                              "0|execute_command|system|command|12|1|1", "mode|7", fetched,
-                              "mode|7", fetched}));
+                              "0|execute_command|system|command|12|1|1",
+                              "0|execute_command|system|command||1|1"}));
+  const json url_options{10002.5, "10002", " \t+10002", "1.0002e4", "10002.9 ", "10002x"};
+  for (const json& option : url_options) {
+    expect_calls(false);
+    call("curl_setopt", {resource, option, attack});
+    EXPECT_EQ(agent.log.back(), "2000e|connect|curl_ssrf|connect|" + attack + "|1|0") << option;
+  }
 }
 
 // The engine can run out of memory where the module holds strings; the event is

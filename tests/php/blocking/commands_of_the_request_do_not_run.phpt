@@ -25,6 +25,11 @@ told(shell_exec('true'), array_map('shell_exec', ['echo mapped']));
 told(fwrite($pipe = popen('cat >piped', 'w'), 'popen'), pclose($pipe), file('piped'));
 $process = proc_open(command: 'echo proc_open; exit 6', descriptor_spec: [1 => ['pipe', 'w']], pipes: $pipes);
 told(stream_get_contents($pipes[1]), proc_close($process), proc_close(proc_open(['sh', '-c', 'exit 7'], [], $pipes)));
+// A program given as a list, without a shell of PHP's own: the text of a shell is a command.
+$lists = [['sh', '-c', $_GET['c']], ['/usr/bin/env', '-i', 'A=b', 'bash', '-eo', 'pipefail', '-lc', $_GET['c']]];
+foreach ([...$lists, ['echo', $_GET['c']], ['sh', '/dev/null', '-c', $_GET['c']]] as $list) {
+    told(is_resource(proc_open($list, [1 => ['file', '/dev/null', 'w']], $pipes)), file_exists('ran'));
+}
 told(bin2hex((new ReflectionFunction('exec'))->invoke("echo '\xff\xfe'")));
 --EXPECT--
 [Command][Command][Command][Command]false, false, false, false
@@ -46,4 +51,9 @@ through
 null, ["mapped\n"] <- execution_record logged: shell_exec | true + execution_record logged: shell_exec | echo mapped
 5, 0, ["popen"] <- execution_record logged: popen | cat >piped
 "proc_open\n", 6, 7 <- execution_record logged: proc_open | echo proc_open; exit 6
+    + execution_record logged: proc_open | exit 7
+[Command]false, false <- command_execution blocked: proc_open | touch ran
+[Command]false, false <- command_execution blocked: proc_open | touch ran
+true, false <- execution_record logged: proc_open | echo touch ran
+true, false <- execution_record logged: proc_open | sh /dev/null -c touch ran
 "fffe" <- execution_record logged: exec | echo '\377\376'

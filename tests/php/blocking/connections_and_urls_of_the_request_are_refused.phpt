@@ -24,6 +24,10 @@ told(...$open, ...[stream_socket_accept($listener, 0), stream_socket_accept($uni
 $curl = curl_init();
 told(curl_init($_GET['url']), curl_setopt($curl, CURLOPT_URL, $_GET['url']));
 told(curl_setopt($curl, 10002, new SplFileInfo($_GET['file'])), curl_setopt($curl, CURLOPT_URL, $_GET['file']));
+told(curl_setopt($curl, ' 1.0002e4', $_GET['url']), curl_setopt($curl, CURLOPT_URL, null));  // null: as an empty text
+foreach (['socket_connect' => [$curl, $_GET['host']], 'curl_setopt' => [$tcp(), 10002, $_GET['url']]] as $f => $wrong) {
+    told(outcome(fn () => $f(...$wrong)));
+}
 told(curl_setopt($curl, CURLOPT_USERAGENT, $_GET['url']),
     curl_setopt_array($curl, [CURLOPT_RETURNTRANSFER => true, CURLOPT_HTTPHEADER => ['A: b']]),
     curl_setopt($curl, CURLOPT_URL, 'file:///etc/./hostname'), curl_exec($curl) === implode(file('/etc/hostname')));
@@ -36,4 +40,8 @@ true, true, 0, "" <- connection_record logged: fsockopen, socket_connect | local
 resource (stream), resource (stream), resource (stream), resource (stream)
 [Command][Command]false, false <- request_forgery blocked: curl_ssrf (2 times) | http://127.0.0.1:9/
 [Command][Command]false, false <- request_forgery blocked: curl_ssrf (2 times) | file:///etc/hostname
+[Command][Command]false, false <- request_forgery blocked: curl_ssrf | http://127.0.0.1:9/
+    + request_forgery blocked: curl_ssrf | 
+"TypeError: socket_connect(): Argument #1 ($socket) must be of type Socket, CurlHandle given"
+"TypeError: curl_setopt(): Argument #1 ($handle) must be of type CurlHandle, Socket given"
 true, true, true, true
