@@ -15,6 +15,7 @@ import pytest
 
 from support import AGENT, PLACE, Spawner, as_root
 
+pytest_plugins = ["servers"]
 ROOT = Path(__file__).parents[2]
 
 

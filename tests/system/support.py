@@ -52,11 +52,13 @@ class Spawner:
     def __init__(self):
         self.children = []
 
-    def __call__(self, *command, user=None, **options):
+    def __call__(self, *command, user=None, log=os.devnull, **options):
         other = ["--reuid", user, "--regid", user, "--init-groups"] if user else []
         guard = ["setpriv", *other, "--pdeathsig", "KILL", "--"]
-        options = {"stdin": subprocess.DEVNULL, "start_new_session": True} | options
-        child = subprocess.Popen([*guard, *map(str, command)], **options)
+        guard += map(str, command)
+        with open(log, "ab") as file:
+            streams = {"stdin": subprocess.DEVNULL, "stdout": file, "stderr": subprocess.STDOUT}
+            child = subprocess.Popen(guard, start_new_session=True, **streams | options)
         self.children.append(child)
         return child
 
