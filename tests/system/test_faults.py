@@ -79,10 +79,14 @@ def lossy(site, setting):
 
 @on("fpm")
 def test_broken_policy(site, setting):
-    with load(site, setting):
+    def said():
+        return len(site.said("agent.toml:1:15: .*file refused"))
+
+    with load(site, setting) as running:
         site.policy.write_text('enforcement = "blok"\n')
-    said = site.said("agent.toml:1:15: .*file refused")
-    assert len(said) == len(site.meters()), "one message a process"
+        wait_until("a message of each process", lambda: said() >= len(site.meters()) > 1, 20)
+        running.more()
+    assert said() == len(site.meters())
 
 
 @on("fpm")
