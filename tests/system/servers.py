@@ -150,11 +150,12 @@ class Site:
             command = [self.php.cli, "-c", ini, "-S", address, "-t", self.folder / "app"]
             user = USER if os.geteuid() == 0 else None
             self.server = self.spawn(*command, user=user, **options)
-        wait_until(f"{kind} starts", self.is_ready, 30)
+        wait_until(f"{kind} with {workers} workers", lambda: self.is_ready(workers), 30)
 
-    def is_ready(self):
+    def is_ready(self, workers):
+        assert self.server.poll() is None, self.said("")
         try:
-            return self.ask("").startswith("200 ready")
+            return self.ask("").startswith("200 ready") and len(self.workers()) >= workers
         except OSError:
             return False
 

@@ -123,7 +123,7 @@ def test_log_full(site, setting):
             running.more()
             filler.unlink()
     finally:
-        subprocess.run(["umount", site.events], check=True)
+        subprocess.run(["umount", "-l", site.events], check=True)
 
 
 @on("apache")
