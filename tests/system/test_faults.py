@@ -144,7 +144,7 @@ def test_killed_workers(site, setting):
                 running.more(20)
             return [result for _, result in running.sent.values()].count("open") >= 4 * LONG
 
-        wait_until("requests that a kill cut off", kill)
+        wait_until("requests that a kill cut off", kill, 120 * LONG)
 
 
 @on("apache", "fpm")
