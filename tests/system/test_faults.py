@@ -24,7 +24,7 @@ def on(*kinds):
 
 def test_no_library(site, agent_place):
     agent_place.clear()
-    site.start("cli")
+    site.start("fpm", workers=1)
     site.serves(protected=False)
     assert site.said("libmessage_queue_linux.so: cannot open")
     agent_place.place()  # appears while it serves
@@ -36,7 +36,7 @@ def test_no_library(site, agent_place):
 )
 def test_unreadable_library(site, agent_place):
     agent_place.path.chmod(0)
-    site.start("cli")
+    site.start("fpm", workers=1)
     site.serves(protected=False)
     assert site.said("libmessage_queue_linux.so: cannot open .*Permission denied")
 
@@ -53,7 +53,7 @@ def test_wrong_library(site, agent_place, scratch, code, message):
     compiler = ["g++", "-shared", "-fPIC", "-x", "c++", "-", "-o", str(library)]
     subprocess.run(compiler, input=f'extern "C" {code}', text=True, check=True)
     agent_place.place(library)
-    site.start("cli")
+    site.start("fpm", workers=1)
     site.serves(protected=False)
     assert site.said(message)
 
@@ -83,8 +83,9 @@ def test_broken_policy(site, setting):
         return len(site.said("agent.toml:1:15: .*file refused"))
 
     with load(site, setting) as running:
+        wait_until("workers with a policy", lambda: len(site.meters()) > 1)
         site.policy.write_text('enforcement = "blok"\n')
-        wait_until("a message of each process", lambda: said() >= len(site.meters()) > 1, 20)
+        wait_until("a message of each process", lambda: said() >= len(site.meters()), 20)
         running.more()
     assert said() == len(site.meters())
 
