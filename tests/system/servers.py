@@ -6,6 +6,7 @@ import http.client
 import itertools
 import json
 import os
+import pwd
 import re
 import shutil
 import signal
@@ -100,7 +101,8 @@ class Site:
         write_policy(self.policy, self.events / "events.jsonl")
 
     def fill(self, file, **values):
-        values |= {"DIR": self.folder, "USER": USER, "PORT": self.port}
+        values |= {"DIR": self.folder, "PORT": self.port, "USER": USER}
+        values["GROUP"] = pwd.getpwnam(USER).pw_gid
         text = re.sub("@([A-Z]+)@", lambda m: str(values[m[1]]), (FILES / file).read_text())
         (self.folder / file).write_text(text)
         return self.folder / file

@@ -15,7 +15,7 @@ def test_load(site, kind, cache):
     workers, requests = site.workers(), 500 * LONG
 
     def all_have_worked():
-        assert site.workers() == workers
+        assert workers <= site.workers()  # what a page starts may be there too
         lengths = list(map(len, site.meters()))
         return len(lengths) > 1 and min(lengths) > 1000 + requests
 
