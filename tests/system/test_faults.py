@@ -6,7 +6,7 @@ import os
 import re
 import signal
 import subprocess
-from contextlib import contextmanager
+from contextlib import contextmanager, suppress
 
 import pytest
 from servers import LONG, Load, name
@@ -138,7 +138,8 @@ def test_killed_workers(site, setting):
 
         def kill():
             for worker in list(site.workers())[:1]:
-                os.kill(worker, signal.SIGKILL)
+                with suppress(ProcessLookupError):  # by the kill before
+                    os.kill(worker, signal.SIGKILL)
                 running.more(20)
             return [result for _, result in running.sent.values()].count("open") >= 4 * LONG
 
