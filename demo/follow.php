@@ -1,5 +1,5 @@
 <?php
-// Prints the agent's events as they come, one line each, until it is ended.
+// Prints the events of a log and those that come, one line each, until it is ended.
 //
 // Usage: php follow.php EVENT-LOG
 
@@ -8,7 +8,7 @@ declare(strict_types=1);
 require __DIR__ . '/lib/events.php';
 require __DIR__ . '/lib/terminal.php';
 
-$log = new EventLog($argv[1]);
+$log = new EventLog($argv[1], 0);
 while (true) {
     foreach ($log->fresh() as $event) {
         $shade = ['blocked' => 'green', 'reported' => 'yellow'][$event['verdict']] ?? 'dim';

@@ -8,9 +8,10 @@ final class EventLog
 {
     private int $position;
 
-    public function __construct(private readonly string $path)
+    /** From a position in the log, or from its end. */
+    public function __construct(private readonly string $path, ?int $position = null)
     {
-        $this->position = $this->size();
+        $this->position = $position ?? $this->size();
     }
 
     /** @return list<array> the new events, oldest first; a line still being written waits */
