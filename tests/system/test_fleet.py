@@ -105,9 +105,10 @@ def test_every_event_arrives_whole(root, build, scratch, spawn, name, receiving)
     options = {"env": {**os.environ, **policy}, "stdin": subprocess.PIPE}
     command = [sys.executable, log_lines.__file__, build / AGENT]
     writers = [spawn(*command, i, EACH, **options) for i in range(PROCESSES)]
-    # The sender has much to tell when it starts: it does not stop for breath where the
-    # receiver is killed.
+    # The sender has much to tell when it starts, some of it rotated: it does not stop for
+    # breath where the receiver is killed.
     wait("events are written", written, TOTAL // 4)
+    rotate(root, scratch)
     sender = spawn(*sending)
     for kill in range(3):
         wait("events come", way.count, way.count() + TOTAL // 20)
