@@ -65,10 +65,10 @@ END
 }
 
 begin
-need_packages "${DEMO_PACKAGES[@]}" php8.2-cgi php8.2-fpm php8.2-mysql php8.2-opcache \
+need_packages "${PACKAGE_PACKAGES[@]}" php8.2-cgi php8.2-fpm php8.2-mysql php8.2-opcache \
   mariadb-server nginx-light wordpress wordpress-theme-twentytwentythree wrk valgrind
 build php
-agent_claim
+[[ -n ${VORGATE_AGENT_CLAIMED-} ]] || exec "$root/scripts/agent-place" "$0" "$@"
 agent_place "$root/build/php/libmessage_queue_linux.so"
 # Not under build/: the pages' workers are another user, who may not get that far.
 work=$(mktemp -d)

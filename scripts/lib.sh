@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# What demo.sh, test.sh and the tests of the scripts share. To be sourced by
-# bash from a script that calls `begin` first.
+# shellcheck disable=SC2034 # what is set here is for those scripts
+# What the scripts share. To be sourced by bash from a script that calls `begin` first.
 #
 # Exit status of the scripts: 0 success, 1 something failed, 2 it cannot run
 # here (wrong usage, a package missing and no right to install it), 128 + n
@@ -13,12 +13,13 @@ root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 # The one place where the module looks for its agent.
 AGENT_PATH=/usr/local/lib/vlib64/libmessage_queue_linux.so
 
-DEMO_PACKAGES=(g++ make cmake php8.2-cli php8.2-curl php8.2-dev php8.2-sqlite3 php8.2-yaml
-  libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libre2-dev libyara-dev zlib1g-dev)
-# shellcheck disable=SC2034 # for package.sh
-PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" dpkg-dev file lintian nodejs npm)
-# shellcheck disable=SC2034 # for test.sh
-TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" libgtest-dev libgmock-dev
+# The agent's libraries; what each script needs besides.
+AGENT_PACKAGES=(g++ make cmake libtomlplusplus-dev nlohmann-json3-dev libre2-dev libyara-dev)
+UNIT_PACKAGES=("${AGENT_PACKAGES[@]}" libgtest-dev libgmock-dev)
+DEMO_PACKAGES=("${AGENT_PACKAGES[@]}" php8.2-cli php8.2-curl php8.2-dev php8.2-sqlite3 php8.2-yaml)
+PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" libcli11-dev zlib1g-dev dpkg-dev file lintian nodejs npm)
+TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" "${UNIT_PACKAGES[@]}"
+  python3-pytest python3-requests black flake8 shellcheck
   clang clang-format clang-tidy libclang-rt-dev llvm valgrind debootstrap iproute2 procps
   chromium fonts-dejavu-core php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd gnuplot-nox
   wordpress wordpress-theme-twentytwentythree
@@ -180,45 +181,7 @@ build() {
 
 # --- The agent's place ------------------------------------------------------
 #
-# There is one such place on a machine, so two runs take turns: the lock is on
-# the folder above it and leaves no file behind. What stood there stands beside
-# it, renamed, for as long as the run lasts: nothing of it is copied, so nothing
-# of it (links, owner, times) can be lost, and a run that finds such a name
-# knows that the one before was killed.
-
-# agent_claim: waits for its turn and leaves nothing at AGENT_PATH. Given back
-# at the end of the script, or by agent_give_back.
-agent_claim() {
-  local folder
-  folder=$(dirname "$AGENT_PATH")
-  if ((EUID != 0)) && [[ ! -w $(dirname "$folder") && -z $(type -P sudo) ]]; then
-    die 2 "the agent's place is $AGENT_PATH: that needs root or sudo"
-  fi
-  exec {agent_lock}<"$(dirname "$folder")"
-  if ! flock -n "$agent_lock"; then
-    say "Another run is using $AGENT_PATH; waiting until it ends."
-    # Not by start_child, which would hand over everything but the lock.
-    setpriv --pdeathsig KILL flock "$agent_lock" &
-    children+=("$!")
-    wait "$!"
-    unset 'children[-1]'
-  fi
-  if agent_is_claimed; then
-    say "A run before this one was killed; putting back what it found at $AGENT_PATH."
-    agent_put_back
-  fi
-  [[ ! -d $AGENT_PATH ]] || die 1 "$AGENT_PATH is a folder"
-
-  at_end agent_give_back
-  if [[ -e $AGENT_PATH || -L $AGENT_PATH ]]; then
-    agent_root mv -T "$AGENT_PATH" "$AGENT_PATH.vorgate-saved"
-  elif [[ -d $folder ]]; then
-    agent_root touch "$AGENT_PATH.vorgate-nothing"
-  else
-    agent_root mkdir "$folder"
-    agent_root touch "$AGENT_PATH.vorgate-no-folder"
-  fi
-}
+# For what runs under scripts/agent-place.
 
 # agent_place LIBRARY: puts a copy at AGENT_PATH, all at once: a PHP that runs
 # keeps the file that it has mapped.
@@ -227,46 +190,14 @@ agent_place() {
   agent_root mv -fT "$AGENT_PATH.vorgate-new" "$AGENT_PATH"
 }
 
-# agent_clear: nothing at AGENT_PATH, while it stays claimed.
 agent_clear() { agent_root rm -f "$AGENT_PATH"; }
 
-# agent_give_back: what stood there stands there again, and the next run may go.
-agent_give_back() {
-  [[ -n ${agent_lock:-} ]] || return 0
-  agent_put_back
-  exec {agent_lock}<&-
-  agent_lock=
-}
-
-agent_is_claimed() {
-  local name
-  for name in saved nothing no-folder; do
-    [[ ! -e $AGENT_PATH.vorgate-$name && ! -L $AGENT_PATH.vorgate-$name ]] || return 0
-  done
-  return 1
-}
-
-agent_put_back() {
-  if [[ -e $AGENT_PATH.vorgate-saved || -L $AGENT_PATH.vorgate-saved ]]; then
-    agent_root rm -f "$AGENT_PATH.vorgate-new"
-    agent_root mv -fT "$AGENT_PATH.vorgate-saved" "$AGENT_PATH"
-  elif [[ -e $AGENT_PATH.vorgate-nothing ]]; then
-    agent_root rm -f "$AGENT_PATH.vorgate-new" "$AGENT_PATH"
-    agent_root rm -f "$AGENT_PATH.vorgate-nothing"
-  elif [[ -e $AGENT_PATH.vorgate-no-folder ]]; then
-    agent_root rm -f "$AGENT_PATH.vorgate-new" "$AGENT_PATH"
-    agent_root rm -f "$AGENT_PATH.vorgate-no-folder"
-    agent_root rmdir --ignore-fail-on-non-empty "$(dirname "$AGENT_PATH")"
-  fi
+agent_root() {
+  if [[ -w $(dirname "$(dirname "$AGENT_PATH")") ]]; then "$@"; else as_root "$@"; fi
 }
 
 # write_policy ENFORCEMENT FILE EVENT-LOG: a policy for the agent.
 write_policy() {
   local path=${3//\\/\\\\}
   printf 'enforcement = "%s"\n\n[log]\npath = "%s"\n' "$1" "${path//\"/\\\"}" >"$2"
-}
-
-# The place needs root, unless a test has moved it.
-agent_root() {
-  if [[ -w $(dirname "$(dirname "$AGENT_PATH")") ]]; then "$@"; else as_root "$@"; fi
 }
