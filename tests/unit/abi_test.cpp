@@ -12,10 +12,12 @@
 #endif
 #define SIZE(type) std::printf("size\t%s\t-\t%zu\t-\n", #type, sizeof(type));
 #define CONST(name) std::printf("const\t%s\t-\t%lld\t-\n", #name, static_cast<long long>(name));
+// NOLINTBEGIN(bugprone-macro-parentheses): a name of a type or a field stands in none.
 #define FIELD(type, genuine, own)                                    \
   std::printf("field\t%s\t%s\t%zu\t%zu\n", #type, #genuine,          \
               __builtin_offsetof(type, OF_THIS_BUILD(genuine, own)), \
               sizeof(static_cast<type*>(nullptr)->OF_THIS_BUILD(genuine, own)));
+// NOLINTEND(bugprone-macro-parentheses)
 #define SAME(type, field) FIELD(type, field, field)
 
 int main() {
