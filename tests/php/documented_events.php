@@ -2,7 +2,7 @@
 // Holds the table of docs/events.md against the events that the scenarios wrote,
 // and against the codes of the public header.
 //
-//   events_test.php ROOT EVENT-LOG...
+//   documented_events.php ROOT EVENT-LOG...
 
 [, $root] = $argv;
 $faults = [];
