@@ -116,6 +116,8 @@ for preset in php unit asan tsan php-asan fuzz; do
   fi
 done
 
+unlabelled=$(ctest --test-dir build/ctest -N -LE . | sed -nE 's/^ *Test +#[0-9]+: //p')
+[[ -z $unlabelled ]] || die 1 "no part has these tests, they need a label: $unlabelled"
 ctests ctest-free "$(chosen '|' "${free[@]}")" -LE '^place$'
 if [[ -n $pytest ]]; then
   say '== pytest'

@@ -17,7 +17,7 @@ AGENT_PATH=/usr/local/lib/vlib64/libmessage_queue_linux.so
 AGENT_PACKAGES=(g++ make cmake libtomlplusplus-dev nlohmann-json3-dev libre2-dev libyara-dev)
 UNIT_PACKAGES=("${AGENT_PACKAGES[@]}" libgtest-dev libgmock-dev)
 DEMO_PACKAGES=("${AGENT_PACKAGES[@]}" php8.2-cli php8.2-curl php8.2-dev php8.2-sqlite3 php8.2-yaml)
-PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" libcli11-dev zlib1g-dev dpkg-dev file lintian nodejs npm)
+PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" libcli11-dev libelf-dev zlib1g-dev dpkg-dev file lintian nodejs npm)
 TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" "${UNIT_PACKAGES[@]}"
   python3-pytest python3-requests python3-selenium chromium-driver black flake8 shellcheck
   clang clang-format clang-tidy libclang-rt-dev llvm valgrind debootstrap iproute2 procps
