@@ -127,14 +127,5 @@ if [[ -n $pytest ]]; then
   reports+=("$logs/pytest.xml=$status")
 fi
 ctests ctest-placed "$(chosen '|' "${placed[@]}")" -L '^place$'
-# Until tests/system/ has them.
-for script in tests/scripts/*_test.sh; do
-  [[ -e $script && -n $(chosen ' ' "${system[@]}") ]] || continue
-  status=0 log=$logs/$(basename "$script").log
-  say "== $script"
-  run_child scripts/agent-place "$script" >"$log" 2>&1 || status=$?
-  tail -n 40 "$log"
-  reports+=("none=$status")
-done
 say
 scripts/tally.py "${reports[@]}"
