@@ -1,6 +1,9 @@
 #ifndef VORGATE_PHP_HELP_H
 #define VORGATE_PHP_HELP_H
 
+// SPDX-License-Identifier: Apache-2.0
+// Copyright 2026 The vorgate authors
+
 // The contract between the vorgate module and the host agent.
 //
 // vorgate.so detects; an agent decides and records. An agent is a shared
@@ -153,10 +156,15 @@ inline constexpr const char* logged = "logged";      // no finding
 class IPhpHelp {
  public:
   // The request in which an event happened. All texts as described above.
+  //   request_uri       Behind FPM, CGI and Apache's mod_php the path of the script that
+  //                     runs, after rewriting and without the query; with PHP's own
+  //                     server, path and query as sent.
+  //   upload_file_name  In a multipart request the client's name of the first file,
+  //                     whichever file the script is creating, and by which function.
   struct MQ_HttpInfo {
     const char* server_name;       // the virtual host's name
     const char* script_path;       // file system path of the main script
-    const char* request_uri;       // path and query as sent
+    const char* request_uri;       // what the server says: see below
     const char* query_string;      // the query; for a POST, "&" and up to 4096 bytes of its fields
     const char* request_method;    // as sent, case kept
     const char* remote_addr;       // the peer's address: a proxy's, where there is one
@@ -166,7 +174,7 @@ class IPhpHelp {
     const char* forwarded_for;     // the X-Forwarded-For header: anybody can write it
     const char* content_type;      // the request's Content-Type header
     const char* reserved;          // always empty
-    const char* upload_file_name;  // the client's name of the first upload, in send_upload only
+    const char* upload_file_name;  // in send_upload only: see below
     const char* stack_trace;       // one line a PHP call, innermost first; empty where not taken
   };
 
@@ -198,8 +206,9 @@ class IPhpHelp {
   virtual int send_upload(const char* function, const char* path, const MQ_HttpInfo* info) = 0;
 
   // 3. Were the request's values injected into this query?
-  //    query     the SQL text, at most 4096 bytes of it. Here and in 5, NUL bytes
-  //              are handed over as blanks, in query and values alike.
+  //    query     the SQL text, at most 4096 bytes of it: what stands behind them is
+  //              seen by nobody. Here and in 5, NUL bytes are handed over as
+  //              blanks, in query and values alike.
   //    values    the GET and POST entries as "name=value" joined by "&", in the
   //              order sent, not encoded: a value can hold "&" and "=" itself.
   //    Answer: true for an injection.
