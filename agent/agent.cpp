@@ -5,7 +5,6 @@
 #include <chrono>
 #include <exception>
 #include <string_view>
-#include <utility>
 
 #include "agent/sql/sql_injection.h"
 #include "agent/sql/sql_rules.h"
@@ -41,13 +40,11 @@ bool found(Test test) noexcept {
 
 }  // namespace
 
-Agent::Agent(std::string policy_path) : policy_(std::move(policy_path)) {}
-
 int Agent::send_event(unsigned int code, const char* kind, const char* detail, const char* target,
                       const char* subject, int allowed, int, const MQ_HttpInfo* info) noexcept {
   const ErrnoKept errno_kept;
   const auto policy = policy_.read();
-  log_.record(policy->log_path, {code, kind, detail, target, subject, allowed != 0, info});
+  events_.record(policy->log_path, {code, kind, detail, target, subject, allowed != 0, info});
   return 0;
 }
 
@@ -60,8 +57,8 @@ int Agent::send_upload(const char* function, const char* path, const MQ_HttpInfo
                          });
   const bool allowed =
       !is_script || !policy->blocks(static_cast<int>(BlockCategory::deserialisation));
-  log_.record(policy->log_path,
-              {std::nullopt, "create", function, "file", path, allowed, info, is_script});
+  events_.record(policy->log_path,
+                 {std::nullopt, "create", function, "file", path, allowed, info, is_script});
   return allowed ? 1 : 0;
 }
 
@@ -126,16 +123,3 @@ bool Agent::scan(std::string_view code, script::Kinds kinds, std::string* family
 }
 
 }  // namespace vorgate::agent
-
-// One object for the process, however often and from however many threads this
-// is called. It is never deleted: requests may still run while the process ends.
-// The environment is read here and never again, for scripts can change it.
-extern "C" __attribute__((visibility("default"))) IPhpHelp* create_php_help() noexcept {
-  using namespace vorgate::agent;
-  try {
-    static Agent* const agent = new Agent(policy_path());
-    return agent;
-  } catch (const std::exception&) {
-    return nullptr;
-  }
-}

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "agent/event_log.h"
+#include "agent/event_sink.h"
 #include "agent/notice.h"
 #include "agent/policy_source.h"
 #include "agent/script/script_rules.h"
@@ -12,13 +12,12 @@
 
 namespace vorgate::agent {
 
-// The local agent: decides by a policy file and appends events to a log file.
-// The operations' contracts are those of IPhpHelp. Any thread, no lock; errno is
-// left as it was found.
+// The local agent: policy in, events out. The operations' contracts are those of
+// IPhpHelp. Any thread, no lock; errno is left as it was found.
 class Agent final : public IPhpHelp {
  public:
-  // Reads the policy file at once; see PolicySource for what follows.
-  explicit Agent(std::string policy_path);
+  // Both have to outlive it.
+  Agent(PolicySource& policy, EventSink& events) noexcept : policy_(policy), events_(events) {}
 
   int send_event(unsigned int code, const char* kind, const char* detail, const char* target,
                  const char* subject, int allowed, int plain,
@@ -37,8 +36,8 @@ class Agent final : public IPhpHelp {
  private:
   bool scan(std::string_view code, script::Kinds kinds, std::string* family) noexcept;
 
-  PolicySource policy_;
-  EventLog log_;
+  PolicySource& policy_;
+  EventSink& events_;
   OnceAMinute time_limit_notice_;
 };
 

@@ -2,26 +2,12 @@
 #define VORGATE_AGENT_EVENT_JSON_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "vorgate/php_help.h"
+#include "agent/event_sink.h"
 
 namespace vorgate::agent {
-
-// What one call of send_event or send_upload said. The pointers are the
-// caller's; null counts as empty.
-struct Event {
-  std::optional<unsigned int> code;  // none for an upload
-  const char* kind;
-  const char* detail;
-  const char* target;
-  const char* subject;
-  bool allowed;
-  const IPhpHelp::MQ_HttpInfo* info;
-  bool is_script_upload = false;  // of an upload: one that creates what a server would run
-};
 
 // The event as one line of JSON with its line end, stamped with the time and the
 // calling thread. ASCII only: everything else is escaped, so no text from the

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <exception>
 
+#include "agent/event_json.h"
 #include "agent/file_io.h"
 #include "agent/notice.h"
 

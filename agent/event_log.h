@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "agent/event_json.h"
+#include "agent/event_sink.h"
 #include "agent/notice.h"
 
 namespace vorgate::agent {
@@ -18,8 +18,8 @@ namespace vorgate::agent {
 // When `record` returns, the line is with the kernel: the end of the process,
 // even by SIGKILL, does not lose it. The file is opened by its name for each
 // event, so a rotated or deleted file makes room for a new one (mode 0640, its
-// folder must be there; made by root, it is given to the folder's owner), and nothing has to be
-// handed down through a fork.
+// folder must be there; made by root, it is given to the folder's owner), and nothing
+// has to be handed down through a fork.
 //
 // Lines do not tear: each is one write at the end of the file, which Linux does
 // one at a time for each regular file of a local file system. A write can still
@@ -30,11 +30,11 @@ namespace vorgate::agent {
 //
 // A pipe takes only lines that it takes in one piece (4096 bytes). A device is
 // written as it is.
-class EventLog {
+class EventLog final : public EventSink {
  public:
   // Appends one event to the file at `path`. A failure is counted, is told to
   // the administrator once a minute, and disturbs nobody.
-  void record(const std::string& path, const Event& event) noexcept;
+  void record(const std::string& path, const Event& event) noexcept override;
 
  private:
   void lose(const std::string& path, const char* reason) noexcept;

@@ -47,11 +47,15 @@ void notice(std::string_view text, const char* socket_path) noexcept {
   }
 }
 
-bool OnceAMinute::is_due() noexcept {
+std::int64_t OnceAMinute::now() noexcept {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return now.tv_sec;
+}
+
+bool OnceAMinute::is_due(std::int64_t now) noexcept {
   std::int64_t due = next_.load(std::memory_order_relaxed);
-  return now.tv_sec >= due && next_.compare_exchange_strong(due, now.tv_sec + minute_s);
+  return now >= due && next_.compare_exchange_strong(due, now + minute_s);
 }
 
 }  // namespace vorgate::agent

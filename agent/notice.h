@@ -21,9 +21,13 @@ void notice(std::string_view text, const char* socket_path = "/dev/log") noexcep
 class OnceAMinute {
  public:
   // Is the notice to be given now? Then not again for a minute. Any thread.
-  bool is_due() noexcept;
+  bool is_due() noexcept { return is_due(now()); }
+  // The same at another time, in seconds.
+  bool is_due(std::int64_t now) noexcept;
 
  private:
+  static std::int64_t now() noexcept;
+
   std::atomic<std::int64_t> next_{0};  // seconds of the monotonic clock
 };
 

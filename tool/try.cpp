@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "agent/agent.h"
 #include "agent/categories.h"
+#include "agent/local_agent.h"
 #include "agent/toml_reader.h"
 #include "engine/common_util.h"
 #include "host/host.h"
@@ -104,7 +104,7 @@ std::string with_log(std::string text, const std::string& path) {
 class WatchedAgent final : public IPhpHelp {
  public:
   explicit WatchedAgent(const PolicyFiles& files)
-      : agent_(own_.written("policy", with_log(files.text, own_.file("log")))),
+      : local_(own_.written("policy", with_log(files.text, own_.file("log")))),
         policy_(*files.policy) {}
 
   int send_event(unsigned int code, const char* kind, const char* detail, const char* target,
@@ -187,7 +187,8 @@ class WatchedAgent final : public IPhpHelp {
 
  private:
   OwnFolder own_;
-  Agent agent_;
+  LocalAgent local_;
+  Agent& agent_ = local_.agent;
   Policy policy_;
 };
 

@@ -1,26 +1,27 @@
-#include "agent/agent.h"
-
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/auxv.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "agent/file_io.h"
 #include "agent/policy.h"
+#include "agent/policy_file.h"
 #include "scratch.h"
 
 namespace vorgate::agent::test {
 namespace {
 
 constexpr int commands = static_cast<int>(BlockCategory::command_execution);
-
-// What the agent promises: a change holds for every call a second later.
-void wait_for_reload() { std::this_thread::sleep_for(std::chrono::seconds(1)); }
 
 // Was exactly one line told since CaptureStderr, and is this a part of it?
 void expect_told_once(const std::string& part) {
@@ -69,51 +70,77 @@ TEST(Policy, TheExampleSaysWhatHoldsWithoutAFile) {
               example->refused_endings == Policy().refused_endings);
 }
 
+// Runs once more as a program with the rights of its file's owner.
+TEST(Policy, TheEnvironmentNamesNoFileToAProgramWithMoreRightsThanItsCaller) {
+  if (getenv("VORGATE_AGENT_CONFIG") != nullptr) {
+    EXPECT_TRUE(getauxval(AT_SECURE) != 0 && policy_path() == standard_policy_path);
+    return;
+  }
+  setenv("VORGATE_AGENT_CONFIG", "/named", 1);
+  EXPECT_EQ(policy_path(), "/named");
+  const Folder folder;
+  struct statvfs mount {};
+  if (geteuid() != 0 || statvfs((folder / "").c_str(), &mount) != 0 ||
+      (mount.f_flag & ST_NOSUID) != 0) {
+    GTEST_SKIP() << "only root can lend rights, and not on this file system";
+  }
+  const std::string program = folder / "program";
+  std::filesystem::copy_file("/proc/self/exe", program);
+  ASSERT_TRUE(chown(program.c_str(), 65534, 65534) == 0 && chmod(program.c_str(), 04755) == 0);
+  EXPECT_EQ(exit_status(in_child([&] {
+              execl(program.c_str(), "", "--gtest_filter=Policy.TheEnv*", nullptr);
+              ADD_FAILURE() << strerrordesc_np(errno);
+            })),
+            0);
+  unsetenv("VORGATE_AGENT_CONFIG");
+}
+
 TEST(Agent, FollowsItsPolicyFileAndRefusesABrokenOne) {
   const Folder folder;
+  FakeTime time;
   testing::internal::CaptureStderr();
-  const std::string path = replace(folder / "agent.toml", "enforcement = 'block'\n[mode]\n");
-  Agent agent(path);
+  const std::string path = time.replace(folder / "agent.toml", "enforcement = 'block'\n[mode]\n");
+  LocalAgent local(path, time);
+  Agent& agent = local.agent;
   EXPECT_EQ(agent.get_block_mode(commands), 0);
-  wait_for_reload();  // so fresh a file is read again, but told of only once
+  time.pass();  // so fresh a file is read again, but told of only once
   EXPECT_EQ(agent.get_block_mode(commands), 0);
   expect_told_once(path + ":2:");
 
-  replace(path, "enforcement = 'block'\n[[allow]]\nuri_prefix = '/open'\n");
-  wait_for_reload();
+  time.replace(path, "enforcement = 'block'\n[[allow]]\nuri_prefix = '/open'\n");
+  time.pass();
   EXPECT_EQ(agent.get_block_mode(commands), 1);
   EXPECT_TRUE(agent.is_white_listed(nullptr, "/open", nullptr, nullptr));
 
   testing::internal::CaptureStderr();
-  replace(path, "enforcement = 'off'\nmodes = 3\n");
+  time.replace(path, "enforcement = 'off'\nmodes = 3\n");
   for (int i = 0; i < 2; ++i) {
-    wait_for_reload();
+    time.pass();
     EXPECT_EQ(agent.get_block_mode(commands), 1);
     EXPECT_FALSE(agent.is_white_listed("", "/", "", ""));
   }
   expect_told_once(path + ":2:9: ");
 
-  // In place, the same size as before: no new inode gives it away.
-  std::ofstream(path) << "enforcement = 'block'\nmodes={}";
-  wait_for_reload();
-  EXPECT_FALSE(agent.is_white_listed("", "/open", "", ""));
-
   testing::internal::CaptureStderr();
   std::filesystem::remove(path);
-  wait_for_reload();
+  time.pass();
+  errno = 7;
   EXPECT_EQ(agent.get_block_mode(commands), 0);
+  EXPECT_EQ(errno, 7);
   expect_told_once(path + ": the policy file is gone");
 }
 
 TEST(Agent, TestsQueriesByTheShippedRulesAndByThoseOfItsPolicy) {
   const Folder folder;
+  FakeTime time;
   replace(folder / "own", "[[rule]]\nname = 'a'\ndescription = 'b'\npattern = '\\bsecrets\\b'\n");
   replace(folder / "broken", "[[rule]]\nname = 'a'\ndescription = 'b'\npattern = '('\n");
   const std::string path =
-      replace(folder / "agent.toml", "sql.rules = ['" + folder / "broken" + "', '" +
-                                         folder / "none" + "', '" + folder / "own" + "']");
+      time.replace(folder / "agent.toml", "sql.rules = ['" + folder / "broken" + "', '" +
+                                              folder / "none" + "', '" + folder / "own" + "']");
   testing::internal::CaptureStderr();
-  Agent agent(path);
+  LocalAgent local(path, time);
+  Agent& agent = local.agent;
   const std::string told = testing::internal::GetCapturedStderr();
   EXPECT_NE(told.find(folder / "broken:4:11: not a pattern"), std::string::npos) << told;
   EXPECT_NE(told.find(folder / "none: cannot be read: No such file"), std::string::npos) << told;
@@ -125,21 +152,23 @@ TEST(Agent, TestsQueriesByTheShippedRulesAndByThoseOfItsPolicy) {
   EXPECT_EQ(detail, "time-delay: a call that makes the server wait");
   EXPECT_TRUE(agent.lookup_sql("SELECT * FROM Secrets", &detail));
   EXPECT_EQ(detail, "a: b");
-  replace(path, "");
-  wait_for_reload();
+  time.replace(path, "");
+  time.pass();
   EXPECT_FALSE(agent.lookup_sql("SELECT * FROM Secrets", nullptr));
   EXPECT_TRUE(agent.match_sql("SELECT 1 OR 1=1", "a=1 OR 1=1"));
   EXPECT_FALSE(agent.match_sql(nullptr, nullptr));
 }
 
-TEST(PolicySource, ReadersSeeWholePoliciesWhileTheFileChangesAndAfterAFork) {
+TEST(PolicyFile, ReadersSeeWholePoliciesWhileItChangesAndAfterAFork) {
   const Folder folder;
+  FakeTime time;
   const auto write = [&](int number) {
     const std::string name = "'/log" + std::to_string(number) + "'\n";
-    return replace(folder / "agent.toml", "log.path = " + name + "[[allow]]\nuri_prefix = " + name);
+    return time.replace(folder / "agent.toml",
+                        "log.path = " + name + "[[allow]]\nuri_prefix = " + name);
   };
-  PolicySource source(write(0));
-  PolicySource rare(folder / "agent.toml");
+  PolicyFile source(write(0), time);
+  PolicyFile rare(folder / "agent.toml", time);
   std::atomic<bool> stop{false};
   std::atomic<int> mixed{0};
   std::vector<std::thread> threads;
@@ -154,40 +183,52 @@ TEST(PolicySource, ReadersSeeWholePoliciesWhileTheFileChangesAndAfterAFork) {
   pid_t child = 0;
   int written[2];  // closed by the parent when the last change is made
   ASSERT_EQ(pipe(written), 0);
-  for (int number = 1; number <= 150; ++number) {
+  for (int number = 1; number <= 1000; ++number) {
     write(number);
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    time.pass(10);
     // Read twice only, and always too soon after a change: it must not be put off again.
     if (number == 40) rare.read();
     if (number == 149) {
-      EXPECT_NE(rare.read()->log_path, "/log0");
+      EXPECT_EQ(rare.read()->log_path, "/log149");
     }
-    if (number != 75) continue;
+    if (number != 500) continue;
     child = in_child([&] {
       close(written[1]);
       char end;
       EXPECT_EQ(::read(written[0], &end, 1), 0);
-      wait_for_reload();
-      EXPECT_EQ(source.read()->log_path, "/log150");
+      time.pass();
+      EXPECT_EQ(source.read()->log_path, "/log1000");
     });
   }
   close(written[0]);
   close(written[1]);
   EXPECT_NE(source.read()->log_path, "/log0");  // a file that never rests is followed too
-  wait_for_reload();
-  EXPECT_EQ(source.read()->log_path, "/log150");
+  time.pass();
+  EXPECT_EQ(source.read()->log_path, "/log1000");
   stop = true;
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(mixed, 0);
   EXPECT_EQ(exit_status(child), 0);
 }
 
-TEST(PolicySource, SeesTwoChangesWithinOneTickOfTheFileClock) {
+TEST(PolicyFile, SeesTwoChangesWithinOneTickOfTheFileClock) {
   const Folder folder;
-  std::ofstream(folder / "agent.toml") << "log.path = '/a'";
-  PolicySource source(folder / "agent.toml");
-  std::ofstream(folder / "agent.toml") << "log.path = '/b'";
-  wait_for_reload();
+  FakeTime time;
+  const std::string path = time.replace(folder / "agent.toml", "log.path = '/a'");
+  PolicyFile source(path, time);
+  std::ofstream(path) << "log.path = '/b'";  // neither size, inode nor stamp tells
+  time.pass();
+  EXPECT_EQ(source.read()->log_path, "/b");
+}
+
+TEST(PolicyFile, IsFollowedAtOnceWhenTheClockIsSetBack) {
+  const Folder folder;
+  FakeTime time;
+  PolicyFile source(time.replace(folder / "agent.toml", "log.path = '/a'"), time);
+  time.pass();
+  time.replace(folder / "agent.toml", "log.path = '/b'");
+  time.wall_ahead -= 60'000;
+  time.pass(260);
   EXPECT_EQ(source.read()->log_path, "/b");
 }
 

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 
 #include <algorithm>
@@ -11,10 +12,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
+#include <functional>
 #include <map>
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "agent/event_json.h"
@@ -109,6 +112,9 @@ TEST(EventLine, NamesEventCategoryAndVerdict) {
               each["verdict"] == "blocked" ? "reported" : "logged");
   }
 }
+
+// Runs once, when this program next writes to a file: what happens meanwhile.
+std::function<void()> before_write;
 
 using Subjects = std::map<std::string, int>;
 
@@ -239,7 +245,9 @@ TEST(EventLog, ADeletedFileIsMadeAnewWithItsModeAndNoneIsLeftOpen) {
   LoggingAgent log(folder);
   const int before = dup(0);
   close(before);
+  before_write = [&] { unlink(log.log_path.c_str()); };
   log.send("one");
+  EXPECT_EQ(subjects({log.log_path}), (Subjects{{"one", 1}}));
   unlink(log.log_path.c_str());
   const mode_t mask = umask(0777);
   EXPECT_NE(log.agent.send_upload("fopen", "two", nullptr), 0);
@@ -288,5 +296,21 @@ TEST(Notice, GoesToTheSystemLogAndToStandardError) {
   EXPECT_EQ(std::string(text, static_cast<std::size_t>(size)), "<27>" + tag);
 }
 
+TEST(Notice, IsDueOnceAMinute) {
+  OnceAMinute notice;
+  std::string due;
+  for (const std::int64_t second : {100, 101, 159, 160, 219, 1000}) {
+    due += notice.is_due(second) ? 'y' : 'n';
+  }
+  EXPECT_EQ(due, "ynnyny");
+}
+
 }  // namespace
 }  // namespace vorgate::agent::test
+
+// In place of the C library's, for the whole program.
+extern "C" ssize_t write(int descriptor, const void* bytes, std::size_t size) {
+  using vorgate::agent::test::before_write;
+  if (before_write) std::exchange(before_write, nullptr)();
+  return syscall(SYS_write, descriptor, bytes, size);
+}

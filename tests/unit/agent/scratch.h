@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -13,7 +15,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "agent/agent.h"
+#include "agent/local_agent.h"
 
 namespace vorgate::agent::test {
 
@@ -33,7 +35,6 @@ class Folder {
   std::string path_;
 };
 
-// In one step, as an administrator should. Answers the path.
 inline std::string replace(const std::string& path, const std::string& text) {
   std::ofstream(path + ".new", std::ios::binary) << text;
   std::filesystem::rename(path + ".new", path);
@@ -57,17 +58,42 @@ inline std::vector<nlohmann::json> read_cases(const std::string& name) {
   return cases;
 }
 
+// Time goes as a test says, for the stamps of files too.
+class FakeTime final : public Surroundings {
+ public:
+  std::int64_t steady_ms() noexcept override { return steady_; }
+  std::int64_t wall_ns() noexcept override { return (steady_ + wall_ahead) * 1'000'000; }
+  int stat(const char* path, struct stat* status) noexcept override {
+    const int result = Surroundings::stat(path, status);
+    status->st_mtim = status->st_ctim = {stamp_ / 1000, stamp_ % 1000 * 1'000'000};
+    return result;
+  }
+
+  // By default what the agent promises: a change holds for every call a second later.
+  void pass(std::int64_t ms = 1000) { steady_ += ms; }
+  // In one step, as an administrator should. Answers the path.
+  std::string replace(const std::string& path, const std::string& text) {
+    stamp_ = steady_ + wall_ahead;
+    return test::replace(path, text);
+  }
+
+  std::int64_t wall_ahead = 3'600'000;
+
+ private:
+  std::atomic<std::int64_t> steady_{1'000'000};
+  std::atomic<std::int64_t> stamp_{1'000'000};
+};
+
 // An agent whose policy says no more than where the log is.
-struct LoggingAgent {
+struct LoggingAgent : LocalAgent {
   explicit LoggingAgent(const Folder& folder)
-      : log_path(folder / "events"),
-        agent(replace(folder / "agent.toml", "log.path = '" + log_path + "'\n")) {}
+      : LocalAgent(replace(folder / "agent.toml", "log.path = '" + folder / "events" + "'\n")),
+        log_path(folder / "events") {}
   void send(const std::string& subject) {
     agent.send_event(0x20011, "execute_command", "system", "command", subject.c_str(), 1, 0,
                      nullptr);
   }
   std::string log_path;
-  Agent agent;
 };
 
 // Runs `work` in a child process; answers its process id.

@@ -60,12 +60,14 @@ TEST(Scripts, AreTestedByTheShippedRulesAndByThoseOfThePolicyWithinATimeLimit) {
           "rule own { strings: $a = \"own word\" condition: $a and console.log(\"heard\") }\n"
           "rule big : large { meta: name = \"x\" strings: $a = \"big word\" condition: $a }");
   replace(folder / "broken", "rule a {\n condition: }");
-  const std::string path = replace(
+  FakeTime time;
+  const std::string path = time.replace(
       folder / "agent.toml", "[scripts]\nrules = ['" + folder / "broken" + "', '" + folder / "own" +
                                  "', '" + folder / "none" + "']\ntime_limit_ms = 10000");
   testing::internal::CaptureStderr();
   testing::internal::CaptureStdout();
-  Agent agent(path);
+  LocalAgent local(path, time);
+  Agent& agent = local.agent;
   std::string told = testing::internal::GetCapturedStderr();
   EXPECT_NE(told.find(folder / "broken:2: syntax error"), std::string::npos) << told;
   EXPECT_NE(told.find(folder / "none: cannot be read"), std::string::npos) << told;
@@ -87,8 +89,8 @@ TEST(Scripts, AreTestedByTheShippedRulesAndByThoseOfThePolicyWithinATimeLimit) {
   // NOLINTNEXTLINE(bugprone-string-constructor): so large is meant.
   const std::string late = std::string(50'000'000, ' ') + "eval($_POST[1]);";
   EXPECT_TRUE(agent.scan_webshell(late, nullptr));
-  replace(path, "scripts.time_limit_ms = 1");
-  std::this_thread::sleep_for(std::chrono::seconds(1));
+  time.replace(path, "scripts.time_limit_ms = 1");
+  time.pass();
   testing::internal::CaptureStderr();
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(agent.scan_webshell(late, nullptr));
   told = testing::internal::GetCapturedStderr();
@@ -172,11 +174,11 @@ TEST(Uploads, AreRefusedReportedAndRecordedByPolicy) {
   IPhpHelp::MQ_HttpInfo form{};
   form.content_type = "application/x-www-form-urlencoded";
   const auto send = [&](const std::string& policy) {
-    Agent agent(replace(folder / "agent.toml", policy));
+    LocalAgent local(replace(folder / "agent.toml", policy));
     std::string answers;
     for (const auto* info : {&upload, &form, static_cast<IPhpHelp::MQ_HttpInfo*>(nullptr)}) {
       for (const char* path : {"x.php", "x.jsp", static_cast<const char*>(nullptr)}) {
-        answers += agent.send_upload("copy", path, info) != 0 ? '1' : '0';
+        answers += local.agent.send_upload("copy", path, info) != 0 ? '1' : '0';
       }
     }
     return answers;

@@ -1,4 +1,4 @@
-#include "agent/policy_source.h"
+#include "agent/policy_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -49,19 +49,33 @@ void read_rules(const std::vector<std::string>& files, bool tell, std::vector<Ru
   }
 }
 
-std::int64_t monotonic_ms() noexcept { return clock_ns(CLOCK_MONOTONIC_COARSE) / 1'000'000; }
-
 }  // namespace
 
-bool PolicySource::Version::operator==(const Version& other) const noexcept {
+std::int64_t Surroundings::steady_ms() noexcept {
+  return clock_ns(CLOCK_MONOTONIC_COARSE) / 1'000'000;
+}
+
+std::int64_t Surroundings::wall_ns() noexcept { return clock_ns(CLOCK_REALTIME); }
+
+int Surroundings::stat(const char* path, struct stat* status) noexcept {
+  return ::stat(path, status);
+}
+
+Surroundings& Surroundings::real() noexcept {
+  class Machine final : public Surroundings {};
+  static Machine machine;
+  return machine;
+}
+
+bool PolicyFile::Version::operator==(const Version& other) const noexcept {
   return error == other.error && device == other.device && inode == other.inode &&
          size == other.size && modified == other.modified && changed == other.changed;
 }
 
-PolicySource::Version PolicySource::version_of(const std::string& path) noexcept {
+PolicyFile::Version PolicyFile::version() noexcept {
   Version version;
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
+  if (surroundings_.stat(path_.c_str(), &status) != 0) {
     // A folder that is missing on the way is no other state than a missing file.
     version.error = errno == ENOTDIR ? ENOENT : errno;
     return version;
@@ -75,18 +89,24 @@ PolicySource::Version PolicySource::version_of(const std::string& path) noexcept
   return version;
 }
 
-PolicySource::PolicySource(std::string path)
-    : path_(std::move(path)), current_(new Snapshot), next_look_(0) {
-  next_look_.store(monotonic_ms() + look(true));
+PolicyFile::PolicyFile(std::string path, Surroundings& surroundings)
+    : path_(std::move(path)), surroundings_(surroundings), current_(new Snapshot), next_look_(0) {
+  next_look_.store(surroundings_.steady_ms() + look(true));
 }
 
-PolicySource::~PolicySource() {
+PolicyFile::~PolicyFile() {
   reclaim();
   delete current_.load();
 }
 
-void PolicySource::refresh() noexcept {
-  const std::int64_t now = monotonic_ms();
+const PolicyInForce* PolicyFile::hold() noexcept {
+  refresh();
+  readers_.fetch_add(1);
+  return current_.load();
+}
+
+void PolicyFile::refresh() noexcept {
+  const std::int64_t now = surroundings_.steady_ms();
   if (now < next_look_.load(std::memory_order_relaxed)) return;
   const pid_t self = getpid();
   pid_t holder = looking_.load(std::memory_order_relaxed);
@@ -97,18 +117,18 @@ void PolicySource::refresh() noexcept {
 }
 
 // Answers when to look again, in milliseconds.
-int PolicySource::look(bool first) noexcept {
+int PolicyFile::look(bool first) noexcept {
   reclaim();
   // The version is taken before the text is read: what changes in between is
   // found by the next look.
-  const Version version = version_of(path_);
+  const Version version = this->version();
   if (version == seen_) {
     postponed_since_ = 0;
     return look_interval_ms;
   }
-  const std::int64_t age = clock_ns(CLOCK_REALTIME) - version.changed;
+  const std::int64_t age = surroundings_.wall_ns() - version.changed;
   const bool settled = version.error != 0 || age < 0 || age >= settling_ns;
-  const std::int64_t now = monotonic_ms();
+  const std::int64_t now = surroundings_.steady_ms();
   if (postponed_since_ == 0) postponed_since_ = now;
   if (!settled && !first && now - postponed_since_ < longest_postponement_ms) {
     return settling_look_ms;
@@ -125,7 +145,7 @@ int PolicySource::look(bool first) noexcept {
   return look_interval_ms;
 }
 
-void PolicySource::load(const Version& version) {
+void PolicyFile::load(const Version& version) {
   std::string error;
   std::optional<Policy> policy;
   if (version.error == ENOENT) {
@@ -152,7 +172,7 @@ void PolicySource::load(const Version& version) {
   if (policy) publish(std::move(snapshot));
 }
 
-void PolicySource::publish(std::unique_ptr<Snapshot> snapshot) noexcept {
+void PolicyFile::publish(std::unique_ptr<Snapshot> snapshot) noexcept {
   Snapshot* old = current_.exchange(snapshot.release());
   old->next_retired = retired_;
   retired_ = old;
@@ -163,7 +183,7 @@ void PolicySource::publish(std::unique_ptr<Snapshot> snapshot) noexcept {
 // current snapshot, and all of this is sequentially consistent: when no reader
 // is counted after an exchange, every later one finds the new snapshot. The list
 // is pieced together by single stores, so a fork at any moment leaves it whole.
-void PolicySource::reclaim() noexcept {
+void PolicyFile::reclaim() noexcept {
   if (retired_ == nullptr || readers_.load() != 0) return;
   while (retired_ != nullptr) {
     Snapshot* snapshot = retired_;
