@@ -6,12 +6,16 @@
 #include <exception>
 #include <string_view>
 
+#include "agent/script/condense.h"
 #include "agent/sql/sql_injection.h"
 #include "agent/sql/sql_rules.h"
+#include "agent/text.h"
 #include "agent/uploads.h"
 
 namespace vorgate::agent {
 namespace {
+
+constexpr std::size_t longest_subject = 4096;  // of an event of the agent's own
 
 // The module asks in the middle of other people's calls.
 class ErrnoKept {
@@ -24,8 +28,6 @@ class ErrnoKept {
  private:
   int value_;
 };
-
-std::string_view view(const char* text) { return text != nullptr ? text : ""; }
 
 // Out of memory, a test finds nothing.
 template <typename Test>
@@ -101,25 +103,40 @@ bool Agent::scan_webshell(const std::string& code, std::string* family) noexcept
 
 // One time limit for all rules, without the time in which the shipped ones are compiled.
 bool Agent::scan(std::string_view code, script::Kinds kinds, std::string* family) noexcept {
-  const ErrnoKept errno_kept;
-  const auto policy = policy_.read();
-  const script::RuleSet* shipped = script::shipped_rules();
-  const auto end = std::chrono::steady_clock::now() + policy->script_time_limit;
-  const auto answer = [&](const script::RuleSet& rules) {
-    const auto left = end - std::chrono::steady_clock::now();
-    return left.count() <= 0 ? script::Found::out_of_time : rules.match(code, kinds, left, family);
-  };
-  auto answered = shipped != nullptr ? answer(*shipped) : script::Found::nothing;
-  for (const script::RuleSet& rules : policy.script_rules()) {
-    if (answered != script::Found::nothing) break;
-    answered = answer(rules);
-  }
-  if (answered == script::Found::out_of_time && time_limit_notice_.is_due()) {
-    notice(
-        "a script was let go untested: its scan took longer than scripts.time_limit_ms; "
-        "raise it in the policy, or look for a slow rule");
-  }
-  return answered == script::Found::web_shell;
+  return found([&] {
+    const auto policy = policy_.read();
+    if (policy->enforcement == Enforcement::off) return false;
+    const script::RuleSet* shipped = script::shipped_rules();
+    const auto end = std::chrono::steady_clock::now() + policy->script_time_limit;
+    const auto answer = [&](const script::RuleSet& rules, std::string_view text) {
+      const auto left = end - std::chrono::steady_clock::now();
+      return left.count() <= 0 ? script::Found::out_of_time
+                               : rules.match(text, kinds, left, family);
+    };
+    auto answered =
+        shipped != nullptr ? answer(*shipped, script::condense(code)) : script::Found::nothing;
+    for (const script::RuleSet& rules : policy.script_rules()) {
+      if (answered != script::Found::nothing) break;
+      answered = answer(rules, code);
+    }
+    if (answered != script::Found::out_of_time) return answered == script::Found::web_shell;
+    if (time_limit_notice_.is_due()) {
+      notice(
+          "a script could not be scanned within scripts.time_limit_ms; raise it in the policy, "
+          "or look for a slow rule");
+    }
+    if (policy->unscanned_scripts == Enforcement::block) {
+      if (family != nullptr) *family = event_detail::unscanned;
+      return true;
+    }
+    const std::string detail =
+        std::string(event_detail::web_shell_family_prefix) + event_detail::unscanned;
+    const std::string subject(code.substr(0, longest_subject));
+    events_.record(policy->log_path, {static_cast<unsigned int>(EventCode::request_execution),
+                                      event_kind::execute_command, detail.c_str(),
+                                      event_target::command, subject.c_str(), true, nullptr});
+    return false;
+  });
 }
 
 }  // namespace vorgate::agent

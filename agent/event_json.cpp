@@ -3,14 +3,15 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
-#include <cstring>
-#include <ctime>
+#include <optional>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
 
+#include "agent/base64.h"
 #include "agent/categories.h"
+#include "agent/text.h"
+#include "agent/utc.h"
 
 namespace vorgate::agent {
 namespace {
@@ -40,12 +41,6 @@ constexpr std::array<InfoField, 14> info_fields{{
     {"stack_trace", &Info::stack_trace},
 }};
 
-std::string_view view(const char* text) { return text != nullptr ? text : ""; }
-
-bool starts_with(std::string_view text, std::string_view start) {
-  return text.substr(0, start.size()) == start;
-}
-
 // Strict: no overlong forms, no surrogates, nothing above U+10FFFF.
 bool is_utf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
@@ -70,86 +65,81 @@ bool is_utf8(std::string_view text) {
   return true;
 }
 
-// RFC 3339 in UTC. Without gmtime_r, which takes a lock of the C library that a
-// fork can leave closed.
-std::string timestamp() {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  const long second_of_day = now.tv_sec % 86400;
-  long day = now.tv_sec / 86400;
-  long year = 1970;
-  const auto leap = [&] { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); };
-  for (; day >= (leap() ? 366 : 365); ++year) day -= leap() ? 366 : 365;
-  std::array<long, 12> month_days{31, leap() ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  std::size_t month = 0;
-  for (; day >= month_days[month]; ++month) day -= month_days[month];
-  char text[96];
-  std::snprintf(text, sizeof text, "%04ld-%02zu-%02ldT%02ld:%02ld:%02ld.%06ldZ", year, month + 1,
-                day + 1, second_of_day / 3600, second_of_day / 60 % 60, second_of_day % 60,
-                now.tv_nsec / 1000);
-  return text;
-}
-
 std::string host_name() {
   char name[256] = "";
   gethostname(name, sizeof name - 1);
   return name;
 }
 
-const char* event_name(const Event& event) {
-  const std::string_view kind = view(event.kind);
-  const std::string_view detail = view(event.detail);
-  if (!event.code) return event.is_script_upload ? "script_upload" : "file_create";
-  switch (static_cast<EventCode>(*event.code)) {
-    case EventCode::record:
-      return kind == "connect" ? "connection_record" : "execution_record";
-    case EventCode::query_injection:
-      return detail == "ldap_search" ? "ldap_injection" : "sql_injection";
-    case EventCode::file_include:
-      return "file_include";
-    case EventCode::deserialisation:
-      if (kind == "create") return "deserialisation_file_create";
-      return starts_with(detail, "unserialize:") ? "yaml_object" : "deserialisation_chain";
-    case EventCode::request_forgery:
-      return "request_forgery";
-    case EventCode::xml_external_entity:
-      return "xml_external_entity";
-    case EventCode::command_execution:
-      return "command_execution";
-    case EventCode::file_read:
-      return "file_read";
-    case EventCode::request_execution:
-      if (kind == "connect") return "request_named_connection";
-      return kind == "execute_command_2" || starts_with(detail, "chopper->") ? "web_shell"
-                                                                             : "code_execution";
-  }
-  return "unknown";
+// Of the rows for a code, the first that fits names the event and its category. Only
+// texts that come from code are compared, and from their first byte to their last: a
+// call chain holds what a visitor sent.
+struct NamedEvent {
+  EventCode code;
+  const char* kind;    // null: any
+  const char* detail;  // null: any; else how it begins
+  const char* rest;    // how the detail goes on; null: with any name of the agent's own
+  const char* name;
+  std::optional<BlockCategory> category;
+};
+
+constexpr std::array<NamedEvent, 17> named_events{{
+    {EventCode::record, event_kind::connect, nullptr, nullptr, event_name::connection_record, {}},
+    {EventCode::record, nullptr, nullptr, nullptr, event_name::execution_record, {}},
+    {EventCode::query_injection, nullptr, "ldap_search", "", event_name::ldap_injection,
+     BlockCategory::query_injection},
+    {EventCode::query_injection, nullptr, nullptr, nullptr, event_name::sql_injection,
+     BlockCategory::query_injection},
+    {EventCode::file_include, nullptr, nullptr, nullptr, event_name::file_include,
+     BlockCategory::file_access},
+    {EventCode::deserialisation, event_kind::create, nullptr, nullptr,
+     event_name::deserialisation_file_create, BlockCategory::deserialisation},
+    {EventCode::deserialisation, nullptr, event_detail::yaml_object_prefix, "yaml_parse",
+     event_name::yaml_object, BlockCategory::deserialisation},
+    {EventCode::deserialisation, nullptr, nullptr, nullptr, event_name::deserialisation_chain,
+     BlockCategory::deserialisation},
+    {EventCode::request_forgery, nullptr, nullptr, nullptr, event_name::request_forgery,
+     BlockCategory::file_access},
+    {EventCode::xml_external_entity, nullptr, nullptr, nullptr, event_name::xml_external_entity,
+     BlockCategory::query_injection},
+    {EventCode::command_execution, nullptr, nullptr, nullptr, event_name::command_execution,
+     BlockCategory::command_execution},
+    {EventCode::file_read, nullptr, nullptr, nullptr, event_name::file_read,
+     BlockCategory::file_access},
+    {EventCode::request_execution, event_kind::connect, nullptr, nullptr,
+     event_name::request_named_connection, BlockCategory::code_execution},
+    {EventCode::request_execution, event_kind::run_web_shell, nullptr, nullptr,
+     event_name::web_shell, BlockCategory::code_execution},
+    {EventCode::request_execution, nullptr, event_detail::web_shell_family_prefix,
+     event_detail::unscanned, event_name::script_unscanned, BlockCategory::code_execution},
+    {EventCode::request_execution, nullptr, event_detail::web_shell_family_prefix, nullptr,
+     event_name::web_shell, BlockCategory::code_execution},
+    {EventCode::request_execution, nullptr, nullptr, nullptr, event_name::code_execution,
+     BlockCategory::code_execution},
+}};
+
+bool fits(std::string_view detail, const NamedEvent& row) {
+  if (row.detail == nullptr) return true;
+  if (!starts_with(detail, row.detail)) return false;
+  return row.rest == nullptr || detail.substr(std::string_view(row.detail).size()) == row.rest;
 }
 
-std::optional<BlockCategory> category_of(const Event& event) {
-  if (!event.code) return BlockCategory::deserialisation;
-  switch (static_cast<EventCode>(*event.code)) {
-    case EventCode::record:
-      return std::nullopt;
-    case EventCode::query_injection:
-    case EventCode::xml_external_entity:
-      return BlockCategory::query_injection;
-    case EventCode::file_include:
-    case EventCode::request_forgery:
-    case EventCode::file_read:
-      return BlockCategory::file_access;
-    case EventCode::deserialisation:
-      return BlockCategory::deserialisation;
-    case EventCode::command_execution:
-      return BlockCategory::command_execution;
-    case EventCode::request_execution:
-      return BlockCategory::code_execution;
+NamedEvent named(const Event& event) {
+  constexpr auto other = EventCode::record;
+  if (!event.code) {
+    const char* const name =
+        event.is_script_upload ? event_name::script_upload : event_name::file_create;
+    return {other, nullptr, nullptr, nullptr, name, BlockCategory::deserialisation};
   }
-  return std::nullopt;
+  for (const NamedEvent& row : named_events) {
+    if (static_cast<unsigned int>(row.code) != *event.code) continue;
+    if (row.kind != nullptr && view(event.kind) != row.kind) continue;
+    if (fits(view(event.detail), row)) return row;
+  }
+  return {other, nullptr, nullptr, nullptr, event_name::unknown, {}};
 }
 
-Json category_name(const Event& event) {
-  const std::optional<BlockCategory> category = category_of(event);
+Json category_name(std::optional<BlockCategory> category) {
   for (const NamedCategory& each : categories) {
     if (category == each.category) return each.name;
   }
@@ -157,28 +147,11 @@ Json category_name(const Event& event) {
 }
 
 const char* verdict(const Event& event) {
-  if (event.code.value_or(0) == 0 && !event.is_script_upload) return "logged";
-  return event.allowed ? "reported" : "blocked";
+  if (event.code.value_or(0) == 0 && !event.is_script_upload) return event_verdict::logged;
+  return event.allowed ? event_verdict::reported : event_verdict::blocked;
 }
 
 }  // namespace
-
-std::string base64(std::string_view bytes) {
-  constexpr std::string_view digits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    std::uint32_t group = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
-      group = group << 8 | (i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    }
-    for (std::size_t k = 0; k < 4; ++k) {
-      out += i + k > bytes.size() ? '=' : digits[group >> (18 - 6 * k) & 63];
-    }
-  }
-  return out;
-}
 
 std::string event_line(const Event& event, std::uint32_t lost_before) {
   static constexpr Info nothing{};
@@ -186,17 +159,18 @@ std::string event_line(const Event& event, std::uint32_t lost_before) {
   const auto put = [&raw](Json& object, const char* prefix, const char* name, const char* value) {
     const std::string_view text = view(value);
     object[name] = text;
-    if (!is_utf8(text)) raw[std::string(prefix) + name] = base64(text);
+    if (!is_utf8(text)) raw[std::string(prefix) + name] = to_base64(text);
   };
 
   Json line;
-  line["time"] = timestamp();
+  line["time"] = utc_text(now_us());
   line["host"] = host_name();
   line["pid"] = getpid();
   line["tid"] = gettid();
-  line["event"] = event_name(event);
+  const NamedEvent name = named(event);
+  line["event"] = name.name;
   line["code"] = event.code ? Json(*event.code) : Json(nullptr);
-  line["category"] = category_name(event);
+  line["category"] = category_name(name.category);
   line["verdict"] = verdict(event);
   put(line, "", "kind", event.kind);
   put(line, "", "detail", event.detail);

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "agent/event_sink.h"
 
@@ -20,8 +19,6 @@ namespace vorgate::agent {
 //                named in the line when above 0.
 // May throw std::bad_alloc. Any thread.
 std::string event_line(const Event& event, std::uint32_t lost_before);
-
-std::string base64(std::string_view bytes);
 
 }  // namespace vorgate::agent
 

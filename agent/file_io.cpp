@@ -36,23 +36,26 @@ ssize_t write_quietly(int descriptor, std::string_view bytes) noexcept {
   return written;
 }
 
+bool read_all(int descriptor, std::size_t limit, std::string* text) {
+  char block[1 << 14];
+  ssize_t got;
+  do {
+    do {
+      got = ::read(descriptor, block, sizeof block);
+    } while (got < 0 && errno == EINTR);
+    if (got > 0) text->append(block, static_cast<std::size_t>(got));
+  } while (got > 0 && text->size() <= limit);
+  return got >= 0;
+}
+
 std::optional<std::string> read_file(const std::string& path, std::string* error) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-  std::string text(largest_file + 1, '\0');
-  std::size_t size = 0;
-  ssize_t got = file ? 1 : -1;
-  while (got > 0 && size < text.size()) {
-    do {
-      got = ::read(file.get(), text.data() + size, text.size() - size);
-    } while (got < 0 && errno == EINTR);
-    if (got > 0) size += static_cast<std::size_t>(got);
-  }
-  if (got < 0) {
+  std::string text;
+  if (!file || !read_all(file.get(), largest_file, &text)) {
     *error = path + ": cannot be read: " + strerrordesc_np(errno);
-  } else if (size > largest_file) {
+  } else if (text.size() > largest_file) {
     *error = path + ": too large; keep it below 1 MiB";
   } else {
-    text.resize(size);
     return text;
   }
   return std::nullopt;

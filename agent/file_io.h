@@ -32,7 +32,11 @@ class Descriptor {
 // does not expect them. Answers as write(2) does; may write less than asked.
 ssize_t write_quietly(int descriptor, std::string_view bytes) noexcept;
 
-// The whole text of a policy or rule file. Does not wait, whatever stands at
+// Appends what can be read from a descriptor to `text`, to its end or to one byte more
+// than `limit`. False: errno says why.
+bool read_all(int descriptor, std::size_t limit, std::string* text);
+
+// The whole text of a policy or rule file, or another small one. Does not wait, whatever stands at
 // `path`. On failure there is no value, and `error` says "path: reason".
 std::optional<std::string> read_file(const std::string& path, std::string* error);
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "agent/categories.h"
-#include "agent/letter_case.h"
+#include "agent/text.h"
 #include "agent/toml_reader.h"
 
 namespace vorgate::agent {
@@ -17,6 +17,9 @@ namespace {
 constexpr std::array<const char*, 3> enforcement_names{"off", "report", "block"};
 constexpr std::array<const char*, 2> mode_names{"report", "block"};
 constexpr std::int64_t longest_time_limit_ms = 10'000;
+// Made when the agent is loaded, so that no fork can fall in the middle of it.
+const toml::table& no_table = *new toml::table;
+const toml::array& no_array = *new toml::array;
 
 // The path in front of the query, if everybody reads it alike; else empty.
 std::string_view plain_path(std::string_view uri) {
@@ -81,17 +84,15 @@ class PolicyReader : public TomlReader {
  private:
   // What is no table or list reads like an empty one.
   const toml::table& table(const toml::node& node, const std::string& name) {
-    static const toml::table& none = *new toml::table;
     if (node.is_table()) return *node.as_table();
     refuse(node.source(), "not a table; write [" + name + "] on a line of its own");
-    return none;
+    return no_table;
   }
 
   const toml::array& list(const toml::node& node, const std::string& remedy) {
-    static const toml::array& none = *new toml::array;
     if (node.is_array()) return *node.as_array();
     refuse(node.source(), "not a list; write " + remedy);
-    return none;
+    return no_array;
   }
 
   std::string absolute_path(const toml::node& node) {
@@ -210,8 +211,11 @@ class PolicyReader : public TomlReader {
                                      std::to_string(longest_time_limit_ms));
         }
         policy->script_time_limit = std::chrono::milliseconds(limit);
+      } else if (key == "on_timeout") {
+        policy->unscanned_scripts =
+            choice(value, mode_names) == 0 ? Enforcement::report : Enforcement::block;
       } else {
-        unknown(key, "rules, time_limit_ms");
+        unknown(key, "rules, time_limit_ms, on_timeout");
       }
     }
   }

@@ -28,9 +28,10 @@ struct Policy {
   std::vector<AllowEntry> allow;
   std::vector<Network> trusted_proxies;
   std::string log_path = "/var/log/vorgate/events.jsonl";
-  std::vector<std::string> rule_files;              // for SQL queries, beside the shipped rules
-  std::vector<std::string> script_rule_files;       // for web shells, the same
-  std::chrono::milliseconds script_time_limit{50};  // for one question about a script
+  std::vector<std::string> rule_files;                  // for SQL queries, beside the shipped rules
+  std::vector<std::string> script_rule_files;           // for web shells, the same
+  std::chrono::milliseconds script_time_limit{50};      // for one question about a script
+  Enforcement unscanned_scripts = Enforcement::report;  // of those that took longer; never off
   // How the names of files end that no upload may create.
   std::vector<std::string> refused_endings{".php",  ".php3",     ".php4",    ".php5", ".php6",
                                            ".php7", ".php8",     ".pht",     ".phtm", ".phtml",

@@ -5,7 +5,6 @@
 #include <string_view>
 
 #define TOML_HEADER_ONLY 1
-#define TOML_ENABLE_FORMATTERS 0
 #include <toml++/toml.h>
 
 namespace vorgate {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "agent/letter_case.h"
+#include "agent/text.h"
 
 namespace vorgate::agent {
 namespace {

@@ -12,6 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/base64.h"
 #include "agent/file_io.h"
 #include "tool/commands.h"
 
@@ -25,32 +26,6 @@ constexpr std::size_t block = 1 << 18;
 constexpr std::size_t longest_line = 1 << 26;
 
 gzFile gz(void* file) { return static_cast<gzFile>(file); }
-
-// The text of base64; empty when it is none.
-std::string decode_base64(const std::string& text) {
-  std::string out;
-  std::uint32_t group = 0;
-  int digits = 0;
-  for (const char c : text) {
-    int value;
-    if (c >= 'A' && c <= 'Z') {
-      value = c - 'A';
-    } else if (c >= 'a' && c <= 'z') {
-      value = c - 'a' + 26;
-    } else if (c >= '0' && c <= '9') {
-      value = c - '0' + 52;
-    } else if (c == '+' || c == '/') {
-      value = c == '+' ? 62 : 63;
-    } else if (c == '=') {
-      break;
-    } else {
-      return {};
-    }
-    group = group << 6 | static_cast<std::uint32_t>(value);
-    if (++digits % 4 != 1) out += static_cast<char>(group >> (6 - 2 * ((digits - 1) % 4)) & 0xff);
-  }
-  return out;
-}
 
 const std::string* text_of(const Json& object, const char* name) {
   const auto found = object.find(name);
@@ -78,7 +53,7 @@ std::optional<LoggedEvent> parse_event(std::string_view line) {
                         std::string* out) {
     const std::string* text = raw != nullptr ? text_of(*raw, (prefix + name).c_str()) : nullptr;
     if (text != nullptr) {
-      *out = decode_base64(*text);
+      *out = from_base64(*text);
     } else if ((text = text_of(object, name)) != nullptr) {
       *out = *text;
     }
@@ -110,32 +85,6 @@ std::optional<LoggedEvent> parse_event(std::string_view line) {
     }
   }
   return event;
-}
-
-std::optional<std::int64_t> time_of(const LoggedEvent& event) {
-  // 2026-01-31T23:59:59.123456Z
-  const std::string& text = event.time;
-  constexpr std::string_view form = "dddd-dd-ddTdd:dd:dd.ddddddZ";
-  if (text.size() != form.size()) return std::nullopt;
-  std::array<std::int64_t, 7> numbers{};
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < form.size(); ++i) {
-    if (form[i] == 'd') {
-      if (text[i] < '0' || text[i] > '9') return std::nullopt;
-      numbers[at] = numbers[at] * 10 + (text[i] - '0');
-    } else if (text[i] != form[i]) {
-      return std::nullopt;
-    } else {
-      if (i + 1 < form.size()) ++at;
-    }
-  }
-  const auto [year, month, day, hour, minute, second, micro] = numbers;
-  if (month < 1 || month > 12 || day < 1 || day > 31) return std::nullopt;
-  // Days since 1970 in a calendar whose years begin in March.
-  const std::int64_t y = month <= 2 ? year - 1 : year;
-  const std::int64_t day_of_year = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  const std::int64_t days = y * 365 + y / 4 - y / 100 + y / 400 + day_of_year - 719468;
-  return (((days * 24 + hour) * 60 + minute) * 60 + second) * 1000000 + micro;
 }
 
 EventReader::~EventReader() { close(); }

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "agent/policy.h"
+#include "vorgate/php_help.h"
 
 namespace vorgate::agent::tool {
 
@@ -57,14 +58,11 @@ struct LoggedEvent {
   std::uint64_t lost_before = 0;
 
   // Anything but a plain record of a call in which nothing was found.
-  bool is_finding() const { return verdict != "logged"; }
+  bool is_finding() const { return verdict != event_verdict::logged; }
 };
 
 // No value for a text that is no event.
 std::optional<LoggedEvent> parse_event(std::string_view line);
-
-// Microseconds since 1970 of an event's time; no value when it is malformed.
-std::optional<std::int64_t> time_of(const LoggedEvent& event);
 
 // Reads one log from the front to the back, plain or compressed by gzip.
 // Not for several threads.

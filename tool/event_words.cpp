@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <sstream>
+
+#include "agent/toml_reader.h"
 
 namespace vorgate::agent::tool {
 namespace {
@@ -63,15 +66,16 @@ void add_sources(const char* place, char separator, std::string_view list,
   }
 }
 
-// Text that a TOML string can hold between quotes; none for what is no plain ASCII.
-std::optional<std::string> toml_string(const std::string& text) {
-  std::string out = "\"";
-  for (const char c : text) {
-    if (c < 0x20 || c > 0x7e) return std::nullopt;
-    if (c == '"' || c == '\\') out += '\\';
-    out += c;
-  }
-  return out + '"';
+// A line of TOML; empty for no text, and for what is no plain ASCII.
+std::string condition(const char* key, const std::string& text) {
+  const bool plain =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7e; });
+  if (text.empty() || !plain) return {};
+  std::ostringstream line;
+  constexpr auto quotes =
+      toml::toml_formatter::default_flags & ~toml::format_flags::allow_literal_strings;
+  line << toml::toml_formatter(toml::table{{key, text}}, quotes) << '\n';
+  return line.str();
 }
 
 }  // namespace
@@ -90,103 +94,23 @@ std::string url_decoded(std::string_view text, bool plus_is_blank) {
   return out;
 }
 
-const std::vector<EventWords>& all_words() {
-  static const std::vector<EventWords> words{
-      {"command_execution", "Command from the request",
-       "A shell command that the request had shaped, or phpinfo, was called.",
-       "A value of the request is the command, holds it, or stands in it with characters that "
-       "mean something to a shell; or the call stack shows that evaluated code made the call.",
-       "Start the program without a shell and with a list of arguments (proc_open with an array), "
-       "or pass each value through escapeshellarg and accept known values only."},
-      {"code_execution", "Code from the request", "PHP code was about to be evaluated.",
-       "The code is a value of the request, or comes out of a serialised object or a constructor "
-       "that the request brought into an evaluation.",
-       "Remove the evaluation: compute the result, or choose from a fixed list of functions."},
-      {"web_shell", "Web shell", "Code that looks like a web shell was about to be evaluated.",
-       "The agent knows the code as one of a family of web shells.",
-       "Treat the machine as broken into: find the file or request that brought the code, and "
-       "when it first came."},
-      {"request_named_connection", "Connection to a host from the request",
-       "The application was about to connect to a host that the request names.",
-       "A value of the request is the host's name.", "Accept hosts from a fixed list only."},
-      {"sql_injection", "SQL injection",
-       "A query that the request had changed was sent to a "
-       "database.",
-       "A value of the request became more than a value in the query, or the query itself has "
-       "the shape of an attack.",
-       "Use prepared statements with bound parameters for every value."},
-      {"ldap_injection", "LDAP injection",
-       "A search filter that the request had changed was sent "
-       "to a directory.",
-       "A value of the request with parentheses, a star or a backslash stands in the filter.",
-       "Pass each value through ldap_escape with LDAP_ESCAPE_FILTER."},
-      {"xml_external_entity", "XML external entity",
-       "An XML document with an external entity was parsed.",
-       "The document declares an entity that stands in a file or at a URL.",
-       "Parse without LIBXML_NOENT and LIBXML_DTDLOAD; refuse documents with a DOCTYPE."},
-      {"file_include", "Inclusion of a file from the request",
-       "A file that the request names, or one that no application includes, was about to be "
-       "run as PHP.",
-       "The path is a value of the request, or holds a place or wrapper that attacks use.",
-       "Include from a fixed list of names; turn allow_url_include off."},
-      {"file_read", "Reading of a file from the request",
-       "A file that the request names by its whole path was about to be read.",
-       "A value of the request holds the whole path.",
-       "Look the file up by a name of a fixed form, below one folder, and check realpath."},
-      {"request_forgery", "Request forgery",
-       "The application was about to fetch a URL that the request names.",
-       "A value of the request holds the whole URL.",
-       "Accept known hosts and schemes only, and refuse internal addresses."},
-      {"deserialisation_chain", "Object chain",
-       "Reading serialised data led to a command or to code.",
-       "The call stack shows a destructor or wake-up method inside unserialize.",
-       "Do not give data from outside to unserialize: use json_decode, or allowed_classes."},
-      {"deserialisation_file_create", "Object chain that creates a file",
-       "Reading serialised data was about to create a file.",
-       "The call stack shows a destructor or wake-up method inside unserialize.",
-       "Do not give data from outside to unserialize: use json_decode, or allowed_classes."},
-      {"yaml_object", "Object in YAML", "A YAML document with a PHP object was about to be read.",
-       "The document holds !php/object and is a value of the request.", "Set yaml.decode_php = 0."},
-      {"execution_record", "Command or code, nothing found",
-       "An ordinary command or evaluation took place.",
-       "Nothing was found. The line is the record that it happened.", ""},
-      {"connection_record", "Connection, nothing found", "An ordinary connection was opened.",
-       "Nothing was found. The line is the record that it happened.", ""},
-      {"file_create", "File created or overwritten",
-       "A file was about to be created or overwritten.",
-       "Nothing was found. The line is the record that it happened.", ""},
-      {"unknown", "Unknown event", "The module reported something that this tool has no name for.",
-       "The number of the event is newer than this tool, or the line was not written by the "
-       "local agent.",
-       "Compare the versions of the module, the agent and this tool."},
-  };
-  return words;
-}
-
 const EventWords& words_for(std::string_view event) {
-  const std::vector<EventWords>& words = all_words();
-  const auto found = std::find_if(words.begin(), words.end(),
+  const auto found = std::find_if(all_words.begin(), all_words.end(),
                                   [&](const EventWords& each) { return event == each.event; });
-  return found != words.end() ? *found : words.back();
+  return found != all_words.end() ? *found : all_words.back();
 }
 
 const char* category_words(std::string_view category) {
-  if (category == "code_execution") {
-    return "code, or a connection's host, taken from the request; web shells";
+  for (const NamedCategory& each : categories) {
+    if (category == each.name) return each.words;
   }
-  if (category == "query_injection") return "SQL, LDAP filters, XML external entities";
-  if (category == "deserialisation") return "object chains, file creation, YAML objects";
-  if (category == "file_access") return "inclusion, reading, request forgery";
-  if (category == "command_execution") return "shell commands and phpinfo";
   return "";
 }
 
 const char* verdict_words(std::string_view verdict) {
-  if (verdict == "blocked") return "The call was stopped: it did not take place.";
-  if (verdict == "reported") {
-    return "The call was let go: it took place. The policy only reports this category.";
+  for (const VerdictWords& each : all_verdicts) {
+    if (verdict == each.verdict) return each.words;
   }
-  if (verdict == "logged") return "The call was let go: nothing was found in it.";
   return "This tool does not know the verdict.";
 }
 
@@ -264,10 +188,6 @@ AllowSnippet allow_snippet(const LoggedEvent& event, const Policy& policy) {
       event.request[request_uri].substr(0, event.request[request_uri].find('?'));
   const auto client = policy.client(event.request[remote_addr], event.request[forwarded_for]);
   std::string error;
-  const auto condition = [](const char* key, const std::string& text) {
-    const auto quoted = toml_string(text);
-    return quoted && !text.empty() ? std::string(key) + " = " + *quoted + '\n' : std::string();
-  };
   const std::string by_path = condition("uri_prefix", path);
   if (by_path.empty() || !parse_policy("[[allow]]\n" + by_path, "allow", &error)) {
     snippet.warnings.emplace_back(

@@ -3,6 +3,7 @@
 
 // What events mean, in words for people.
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,14 +23,18 @@ struct EventWords {
   const char* remedy;  // what to change in the application
 };
 
-// Words for an event by its name; for an unknown name those that fit any event.
+// The last ones are for an event of another name.
+extern const std::array<EventWords, 19> all_words;
 const EventWords& words_for(std::string_view event);
-// All of them.
-const std::vector<EventWords>& all_words();
 
 // What a category covers, by its name; "" for none.
 const char* category_words(std::string_view category);
 // What a verdict means: did the call take place?
+struct VerdictWords {
+  const char* verdict;
+  const char* words;
+};
+extern const std::array<VerdictWords, 3> all_verdicts;
 const char* verdict_words(std::string_view verdict);
 // The label of a request's text.
 const char* request_text_label(RequestText text);

@@ -68,9 +68,9 @@ class Explanation {
   std::string verdict() const {
     std::string text = visible(event_.verdict, charset_);
     if (!colours_) return text;
-    return (event_.verdict == "blocked" ? "\x1b[32m"
-            : event_.is_finding()       ? "\x1b[1;33m"
-                                        : "") +
+    return (event_.verdict == event_verdict::blocked ? "\x1b[32m"
+            : event_.is_finding()                    ? "\x1b[1;33m"
+                                                     : "") +
            text + "\x1b[0m";
   }
 
@@ -166,9 +166,9 @@ class Explanation {
       std::printf(
           "%*s%s%s%s\n", static_cast<int>(indent), "", corner,
           cut(text, std::max<std::size_t>(width_, indent + 43) - indent - 3, charset_).c_str(),
-          i + 1 < calls.size()          ? ""
-          : event_.verdict == "blocked" ? "   <- stopped here"
-                                        : "   <- let go");
+          i + 1 < calls.size()                       ? ""
+          : event_.verdict == event_verdict::blocked ? "   <- stopped here"
+                                                     : "   <- let go");
     }
   }
 
@@ -191,7 +191,7 @@ class Explanation {
   void remedy_part(const EventWords& words) const {
     heading("What to do");
     if (*words.remedy != '\0') prose(words.remedy, 2);
-    if (event_.verdict == "reported" && !event_.category.empty()) {
+    if (event_.verdict == event_verdict::reported && !event_.category.empty()) {
       prose("To stop it: enforcement = \"block\" in the policy, and " +
                 visible(event_.category, charset_) + " = \"block\" under [modes].",
             2);

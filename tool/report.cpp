@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,7 +16,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "agent/event_json.h"
+#include "agent/base64.h"
+#include "agent/utc.h"
 #include "tool/commands.h"
 #include "tool/event_reader.h"
 #include "tool/event_words.h"
@@ -51,7 +51,7 @@ std::string packed(const Json& json) {
     throw std::bad_alloc();
   }
   bytes.resize(size);
-  return base64(bytes);
+  return to_base64(bytes);
 }
 
 // Numbers texts in the order of their first coming.
@@ -85,13 +85,15 @@ std::string call_name(std::string_view call) {
 
 // What the call is known as to those who write PHP.
 std::string sink_of(const LoggedEvent& event, const std::vector<std::string>& calls) {
-  if (event.kind == "sql_query_regex" && event.detail != "ldap_search") return "query";
-  if (event.detail == "safe_compile_file") return "include";
-  if (event.detail == "curl_ssrf") return "curl";
-  if (event.detail == "unserialize:yaml_parse") return "yaml_parse";
-  if (event.event == "execution_record" || event.event == "code_execution") {
-    // "eval()'d code" and its like
-    if (event.detail.find("code") != std::string::npos) return "eval";
+  if (event.kind == event_kind::query_by_shape && event.event == event_name::sql_injection) {
+    return "query";
+  }
+  if (event.detail == event_detail::include) return "include";
+  if (event.detail == event_detail::request_forgery) return "curl";
+  if (event.event == event_name::yaml_object) return "yaml_parse";
+  for (const char* code :
+       {event_detail::eval_code, event_detail::assert_code, event_detail::regexp_code}) {
+    if (event.detail == code) return "eval";
   }
   return calls.empty() ? event.detail : call_name(calls.back());
 }
@@ -142,22 +144,20 @@ class Report {
                  {"clients", clients_.take()},   {"pages", pages_.take()},
                  {"methods", methods_.take()}};
     Json words = Json::object();
-    for (const EventWords& each : all_words()) {
+    for (const EventWords& each : all_words) {
       words[each.event] = {each.title, each.what, each.why, each.remedy};
     }
     Json category_texts = Json::object();
     for (const NamedCategory& each : categories) {
-      category_texts[each.name] = category_words(each.name);
+      category_texts[each.name] = each.words;
     }
     Json verdict_texts = Json::object();
-    for (const char* each : {"blocked", "reported", "logged"}) {
-      verdict_texts[each] = verdict_words(each);
-    }
+    for (const VerdictWords& each : all_verdicts) verdict_texts[each.verdict] = each.words;
     Json labels = Json::array();
     for (std::size_t i = 0; i < request_texts; ++i) {
       labels.push_back(request_text_label(static_cast<RequestText>(i)));
     }
-    const Json all{{"made", static_cast<std::int64_t>(std::time(nullptr)) * 1000},
+    const Json all{{"made", now_us() / 1000},
                    {"version", VORGATE_VERSION},
                    {"logs", std::move(logs_)},
                    {"words", std::move(words)},
@@ -195,7 +195,7 @@ class Report {
   void add(const LoggedEvent& event) {
     const std::vector<std::string> calls = calls_of(event);
     const std::size_t row = time_.size();
-    const auto time = time_of(event);
+    const auto time = parse_utc(event.time);
     time_.push_back(time ? Json(*time / 1000) : Json(nullptr));
     verdict_.push_back(verdicts_.number(preview(event.verdict)));
     event_.push_back(events_.number(preview(event.event)));
@@ -253,7 +253,7 @@ class Report {
     for (const std::string& call : calls) key += '\n' + call_name(call);
     Chain& chain = chains_[key];
     ++chain.count;
-    if (event.verdict != "blocked") ++chain.let_go;
+    if (event.verdict != event_verdict::blocked) ++chain.let_go;
     if (chain.count > 1) return;
     chain.row = row;
     chain.event = event.event;
@@ -264,8 +264,12 @@ class Report {
       for (const std::string& call : calls) chain.calls.push_back(preview(call, 70));
     }
     constexpr std::pair<std::string_view, int> weights[]{
-        {"web_shell", 50},         {"deserialisation_chain", 45},       {"code_execution", 40},
-        {"command_execution", 35}, {"deserialisation_file_create", 30}, {"file_include", 25}};
+        {event_name::web_shell, 50},
+        {event_name::deserialisation_chain, 45},
+        {event_name::code_execution, 40},
+        {event_name::command_execution, 35},
+        {event_name::deserialisation_file_create, 30},
+        {event_name::file_include, 25}};
     for (const auto& [name, weight] : weights) {
       if (event.event == name) chain.weight = weight;
     }

@@ -7,13 +7,13 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <ctime>
 #include <deque>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "agent/file_io.h"
+#include "agent/utc.h"
 #include "tool/commands.h"
 #include "tool/event_reader.h"
 #include "tool/event_words.h"
@@ -42,29 +42,18 @@ std::string since_text(const std::string& given) {
   while (digits < given.size() && given[digits] >= '0' && given[digits] <= '9') ++digits;
   if (digits > 0 && digits < 10 && digits + 1 == given.size()) {
     const std::string_view units = "smhdw";
-    constexpr std::array<std::time_t, 5> seconds{1, 60, 3600, 86400, 604800};
+    constexpr std::array<std::int64_t, 5> seconds{1, 60, 3600, 86400, 604800};
     const std::size_t unit = units.find(given.back());
     if (unit == std::string_view::npos) return {};
-    const std::time_t then = std::time(nullptr) - std::stol(given) * seconds[unit];
-    std::tm parts{};
-    char text[32];
-    gmtime_r(&then, &parts);
-    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts));
+    return utc_text(now_us() - std::stol(given) * seconds[unit] * 1'000'000).substr(0, 19);
   }
   std::string time = given;
-  constexpr std::string_view form = "dddd-dd-ddTdd:dd:dd.ddddddZ";
-  if (time.size() < 10 || time.size() > form.size()) return {};
+  constexpr std::string_view rest = "0000-01-01T00:00:00.000000Z";
+  if (time.size() < 10 || time.size() > rest.size()) return {};
   if (time.size() > 10 && time[10] == ' ') time[10] = 'T';
-  for (std::size_t i = 0; i < time.size(); ++i) {
-    const bool digit = time[i] >= '0' && time[i] <= '9';
-    // Short of microseconds, the Z comes earlier.
-    if (time[i] == 'Z' && i + 1 == time.size() && i >= 16) {
-      time.pop_back();
-    } else if (form[i] == 'd' ? !digit : time[i] != form[i]) {
-      return {};
-    }
-  }
-  return time;
+  // Short of microseconds, the Z comes earlier.
+  if (time.size() > 16 && time.back() == 'Z') time.pop_back();
+  return parse_utc(time + std::string(rest.substr(time.size()))) ? time : std::string();
 }
 
 bool among(const std::vector<std::string>& names, const std::string& name) {
@@ -230,13 +219,10 @@ class Tail {
     };
     put(place, std::max<std::size_t>(place.size(), narrow ? 6 : 9), "\x1b[2m");
     put(narrow && time.size() == 14 ? time.substr(6) : time, narrow ? 8 : 14);
-    put(event.verdict == "blocked" || event.verdict == "reported" || event.verdict == "logged"
-            ? event.verdict
-            : show(event.verdict),
-        8,
-        event.verdict == "blocked" ? "\x1b[32m"
-        : event.is_finding()       ? "\x1b[1;33m"
-                                   : "\x1b[2m");
+    put(show(event.verdict), 8,
+        event.verdict == event_verdict::blocked ? "\x1b[32m"
+        : event.is_finding()                    ? "\x1b[1;33m"
+                                                : "\x1b[2m");
     put(what, narrow ? 18 : 27);
     std::size_t used = 0;
     if (width_ > 0) {
@@ -299,12 +285,14 @@ void add_tail(CLI::App& program) {
   std::vector<std::string> names;
   names.reserve(categories.size());
   for (const NamedCategory& each : categories) names.emplace_back(each.name);
+  std::vector<std::string> verdicts;
+  for (const VerdictWords& each : all_verdicts) verdicts.emplace_back(each.verdict);
   command->add_option("-c,--category", options->categories, "only of these categories")
       ->delimiter(',')
       ->check(CLI::IsMember(names));
   command->add_option("--verdict", options->verdicts, "only with these verdicts")
       ->delimiter(',')
-      ->check(CLI::IsMember({"blocked", "reported", "logged"}));
+      ->check(CLI::IsMember(verdicts));
   command->add_option("--since", options->since, "15m, 2h, 7d, or a time in UTC: 2026-01-31T08:00")
       ->type_name("TIME")
       ->check([](const std::string& text) {

@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "agent/text.h"
 #include "tool/event_words.h"
 
 namespace vorgate::agent::tool {
@@ -16,12 +17,6 @@ namespace {
 using Json = TriedRequest::Json;
 
 [[noreturn]] void refuse(const std::string& what) { throw CLI::ValidationError(what); }
-
-std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
 
 std::string encoded(std::string_view text) {
   constexpr const char* digits = "0123456789ABCDEF";
@@ -126,7 +121,7 @@ void TriedRequest::add_cookies(const std::string& text) {
 void TriedRequest::add_header(const std::string& line) {
   const std::size_t colon = line.find(':');
   if (colon == 0 || colon == line.npos) refuse("'" + line + "' is no header; write 'Name: value'");
-  const std::string name = lower(line.substr(0, colon));
+  const std::string name = lowered(line.substr(0, colon));
   const std::size_t start = std::min(line.find_first_not_of(" \t", colon + 1), line.size());
   const std::string value = line.substr(start);
   if (name == "cookie") {

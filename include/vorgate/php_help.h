@@ -101,6 +101,8 @@ inline constexpr const char* request_forgery = "curl_ssrf";
 inline constexpr const char* yaml_object_prefix = "unserialize:";
 // Before the family that scan_webshell named.
 inline constexpr const char* web_shell_family_prefix = "chopper->";
+// In place of a family: the scan took too long, and the agent's policy stops such code.
+inline constexpr const char* unscanned = "unscanned";
 inline constexpr const char* web_shell = "webshell";  // scan_script said so
 // Code that PHP compiles at run time, by where it comes from.
 inline constexpr const char* eval_code = "eval()'d code";
@@ -139,6 +141,7 @@ inline constexpr const char* file_read = "file_read";
 inline constexpr const char* request_named_connection = "request_named_connection";
 inline constexpr const char* code_execution = "code_execution";
 inline constexpr const char* web_shell = "web_shell";
+inline constexpr const char* script_unscanned = "script_unscanned";
 inline constexpr const char* script_upload = "script_upload";  // send_upload, refused or reported
 inline constexpr const char* file_create = "file_create";      // any other send_upload
 inline constexpr const char* unknown = "unknown";              // a code newer than the agent

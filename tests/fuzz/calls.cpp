@@ -5,6 +5,7 @@
 #include <cstring>
 #include <thread>
 
+#include "agent/base64.h"
 #include "agent/event_json.h"
 #include "agent/sql/sql_injection.h"
 #include "agent/sql/sql_rules.h"
@@ -29,7 +30,7 @@ void check_line(const vorgate::agent::Event& event) {
   const json raw = document.value("raw", json::object());
   const auto check = [&](const json& object, const std::string& name, const char* text,
                          const std::string& prefix = "") {
-    HOLDS(raw.contains(prefix + name) ? raw[prefix + name] == vorgate::agent::base64(text)
+    HOLDS(raw.contains(prefix + name) ? raw[prefix + name] == vorgate::agent::to_base64(text)
                                       : object[name] == text);
   };
   check(document, "kind", event.kind);
