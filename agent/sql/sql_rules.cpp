@@ -1,6 +1,7 @@
 #include "agent/sql/sql_rules.h"
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 #include <utility>
 
@@ -192,13 +193,19 @@ std::vector<std::string> RuleSet::names() const {
 }
 
 const RuleSet& shipped_rules() {
-  // Never deleted: requests may still run while the process ends.
-  static const RuleSet& rules = *[] {
-    std::string error;
-    auto set = RuleSet::parse(shipped_rules_text, "sql_rules.toml", &error);
-    return new RuleSet(std::move(set).value_or(RuleSet()));
-  }();
-  return rules;
+  // Not a local static object: a child forked while another thread makes one would wait
+  // for that thread for ever. Never deleted: requests may still run while the process
+  // ends.
+  static std::atomic<const RuleSet*> shipped{nullptr};
+  const RuleSet* rules = shipped.load(std::memory_order_acquire);
+  if (rules != nullptr) return *rules;
+  std::string error;
+  auto set = RuleSet::parse(shipped_rules_text, "sql_rules.toml", &error);
+  auto made = std::make_unique<const RuleSet>(std::move(set).value_or(RuleSet()));
+  // Of two threads that come first, both compile; one set stays.
+  return shipped.compare_exchange_strong(rules, made.get(), std::memory_order_acq_rel)
+             ? *made.release()
+             : *rules;
 }
 
 }  // namespace vorgate::sql
