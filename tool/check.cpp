@@ -11,6 +11,8 @@
 #include "agent/toml_reader.h"
 #include "tool/commands.h"
 #include "tool/files.h"
+#include "tool/installation.h"
+#include "vorgate/php_help.h"
 
 namespace vorgate::agent::tool {
 namespace {
@@ -18,6 +20,7 @@ namespace {
 struct Options {
   std::string file = policy_path();
   std::vector<std::string> rules;
+  std::string library = VORGATE_AGENT_LIBRARY;
   std::string user = "www-data";
   bool strict = false;
 };
@@ -50,6 +53,11 @@ std::vector<std::string> doubts(const std::string& file, const std::string& text
     found.push_back(place(file, modes->begin()->first.source()) +
                     "the modes do not count; set enforcement to \"block\", or take them out");
   }
+  if (policy.unscanned_scripts == Enforcement::block &&
+      !policy.blocks(static_cast<int>(BlockCategory::code_execution))) {
+    found.push_back(place(file, document["scripts"]["on_timeout"].node()->source()) +
+                    "it stops nothing; set enforcement to \"block\" and let code_execution block");
+  }
   const toml::array* entries = document["allow"].as_array();
   for (std::size_t i = 0; i < policy.allow.size(); ++i) {
     const std::string reason = width(policy.allow[i]);
@@ -78,6 +86,9 @@ std::vector<std::string> warnings(const PolicyFiles& files, const Options& optio
     add(found, read_fault(*user, file));
   }
   add(found, log_fault(*user, files.policy->log_path));
+  if (!state_of(options.library).there()) return found;
+  const std::string fault = load_fault(options.library);
+  if (!fault.empty()) found.push_back(options.library + ": " + fault);
   return found;
 }
 
@@ -133,6 +144,8 @@ void add_check(CLI::App& program) {
       "--rules", options->rules,
       "Further rule files to look at: of scripts when they end in .yar, else of SQL");
   command->add_option("--user", options->user, "The user that PHP runs as")->capture_default_str();
+  command->add_option("--library", options->library, "The agent's library, if it is there")
+      ->capture_default_str();
   command->add_flag("--strict", options->strict, "A warning gives exit status 1 as well");
   command->callback([options, file] { check(*options, file->count() > 0); });
 }

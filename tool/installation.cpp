@@ -1,8 +1,8 @@
 #include "tool/installation.h"
 
 #include <dlfcn.h>
-#include <elf.h>
 #include <fcntl.h>
+#include <gelf.h>
 #include <glob.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -10,14 +10,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
+#include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <memory>
 #include <regex>
 #include <sstream>
+#include <string_view>
 
 #include "agent/file_io.h"
 #include "vorgate/php_help.h"
@@ -26,11 +26,7 @@ namespace vorgate::agent::tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+using namespace std::string_view_literals;
 
 std::string base_name(const std::string& path) { return fs::path(path).filename().string(); }
 
@@ -44,13 +40,6 @@ std::vector<std::string> matches(const char* pattern) {
   return found;
 }
 
-template <typename Record>
-bool read_record(const std::string& bytes, std::size_t offset, Record* record) {
-  if (offset > bytes.size() || bytes.size() - offset < sizeof(Record)) return false;
-  std::memcpy(record, bytes.data() + offset, sizeof(Record));
-  return true;
-}
-
 std::string hex(std::string_view bytes) {
   std::string text;
   for (const char c : bytes) {
@@ -60,39 +49,39 @@ std::string hex(std::string_view bytes) {
   return text;
 }
 
-// The entries of a note stand on borders of four bytes.
-std::size_t padded(std::size_t size) { return (size + 3) / 4 * 4; }
+struct ElfEnder {
+  void operator()(Elf* elf) const noexcept { elf_end(elf); }
+};
 
-std::string linker_id(const std::string& bytes) {
-  Elf64_Ehdr header;
-  if (!read_record(bytes, 0, &header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
-      header.e_ident[EI_CLASS] != ELFCLASS64) {
-    return {};
-  }
-  for (std::size_t i = 0; i < header.e_phnum; ++i) {
-    Elf64_Phdr segment;
-    if (!read_record(bytes, header.e_phoff + i * sizeof segment, &segment)) return {};
+std::string linker_id(Elf* elf) {
+  std::size_t segments = 0;
+  elf_getphdrnum(elf, &segments);
+  for (std::size_t i = 0; i < segments; ++i) {
+    GElf_Phdr segment;
+    if (gelf_getphdr(elf, static_cast<int>(i), &segment) == nullptr) return {};
     if (segment.p_type != PT_NOTE) continue;
-    const std::size_t end = segment.p_offset + segment.p_filesz;
-    Elf64_Nhdr note;
-    for (std::size_t at = segment.p_offset; at < end && read_record(bytes, at, &note);) {
-      const std::size_t name = at + sizeof note;
-      const std::size_t text = name + padded(note.n_namesz);
-      if (note.n_type == NT_GNU_BUILD_ID && bytes.compare(name, 4, "GNU\0", 4) == 0 &&
-          text <= bytes.size()) {
-        return hex(std::string_view(bytes).substr(text, note.n_descsz));
+    Elf_Data* const notes =
+        elf_getdata_rawchunk(elf, static_cast<std::int64_t>(segment.p_offset), segment.p_filesz,
+                             segment.p_align == 8 ? ELF_T_NHDR8 : ELF_T_NHDR);
+    GElf_Nhdr note;
+    std::size_t name = 0;
+    std::size_t text = 0;
+    for (std::size_t at = 0;
+         notes != nullptr && (at = gelf_getnote(notes, at, &note, &name, &text)) > 0;) {
+      const std::string_view bytes(static_cast<const char*>(notes->d_buf), notes->d_size);
+      if (note.n_type == NT_GNU_BUILD_ID && bytes.substr(name, note.n_namesz) == "GNU\0"sv) {
+        return hex(bytes.substr(text, note.n_descsz));
       }
-      at = text + padded(note.n_descsz);
     }
   }
   return {};
 }
 
 // "API" and eight digits, then the kinds of build.
-std::string interface_in(const std::string& bytes) {
+std::string interface_in(std::string_view bytes) {
   constexpr std::string_view tag = "API20";
   for (std::size_t at = 0; (at = bytes.find(tag, at)) != bytes.npos; ++at) {
-    std::string text = bytes.substr(at, std::min<std::size_t>(bytes.find('\0', at) - at, 32));
+    const std::string text(bytes.substr(at, std::min<std::size_t>(bytes.find('\0', at) - at, 32)));
     static const std::regex form("API[0-9]{8},N?TS(,debug)?");
     if (std::regex_match(text, form)) return text;
   }
@@ -205,20 +194,27 @@ bool look_into(const std::string& folder, PhpProcess* process) {
       process->program = mapping.path;
     }
   } while (std::getline(maps, line));
-  process->policy = environment_entry(contents(folder + "/environ"), "VORGATE_AGENT_CONFIG");
+  std::string reason;
+  process->policy = environment_entry(read_file(folder + "/environ", &reason).value_or(""),
+                                      "VORGATE_AGENT_CONFIG");
   return is_php || !process->module.path.empty();
 }
 
 }  // namespace
 
 Build build_of(const std::string& path) {
-  const std::string bytes = contents(path);
-  return {interface_in(bytes), linker_id(bytes)};
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  elf_version(EV_CURRENT);
+  const std::unique_ptr<Elf, ElfEnder> elf(elf_begin(file.get(), ELF_C_READ_MMAP, nullptr));
+  std::size_t size = 0;
+  const char* const bytes = elf != nullptr ? elf_rawfile(elf.get(), &size) : nullptr;
+  if (bytes == nullptr) return {};
+  return {interface_in({bytes, size}), linker_id(elf.get())};
 }
 
 std::string load_fault(const std::string& library) {
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return "no pipe to ask a process by";
+  if (pipe2(ends, O_CLOEXEC) != 0) return "no pipe to ask a process by; try again";
   const Descriptor in(ends[0]);
   pid_t child = -1;
   {
@@ -233,15 +229,25 @@ std::string load_fault(const std::string& library) {
       std::string reason = "ok";
       if (handle == nullptr) {
         const char* const said = dlerror();
-        reason = said != nullptr ? said : "the loader gives no reason";
-      } else if (dlsym(handle, VORGATE_AGENT_FACTORY) == nullptr) {
-        reason = "it has no function " VORGATE_AGENT_FACTORY;
+        reason = "PHP cannot load the agent (" +
+                 std::string(said != nullptr ? said : "the loader gives no reason") +
+                 "); install what is named there (RE2 is in libre2-9, YARA in libyara9), or the "
+                 "library again";
+      } else if (void* const factory = dlsym(handle, VORGATE_AGENT_FACTORY); factory == nullptr) {
+        reason =
+            "the library has no function " VORGATE_AGENT_FACTORY
+            ", so PHP reports and blocks nothing; put the agent's own library there and restart "
+            "PHP";
+      } else if (reinterpret_cast<IPhpHelp* (*)()>(factory)() == nullptr) {
+        reason = "its " VORGATE_AGENT_FACTORY
+                 " answers that there is no agent, so PHP reports and blocks nothing; look for its "
+                 "reason in the system log, or put the agent's own library there and restart PHP";
       }
       write_quietly(out.get(), reason);
       _exit(0);
     }
   }
-  if (child < 0) return "no process to load it in";
+  if (child < 0) return "no process to load it in; try again";
   std::string reason;
   char buffer[1024];
   for (ssize_t got; (got = read(in.get(), buffer, sizeof buffer)) > 0;) {
@@ -249,7 +255,9 @@ std::string load_fault(const std::string& library) {
   }
   int status = 0;
   waitpid(child, &status, 0);
-  if (reason.empty()) return "the process that loaded it was ended by it";
+  if (reason.empty()) {
+    return "it ends the process that loads it; put the agent's own library there, or remove it";
+  }
   return reason == "ok" ? std::string() : reason;
 }
 

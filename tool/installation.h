@@ -18,8 +18,9 @@ struct Build {
 };
 Build build_of(const std::string& path);
 
-// Loads the agent's library in a process of its own. Empty: it can be loaded and has
-// the factory; else the loader's reason.
+// Why PHP would go on without the agent's library, and what to do: one sentence, empty
+// when nothing is wrong. Loads the library and asks its factory for the agent, in a
+// process of its own. The module itself says nothing of a library without an agent.
 std::string load_fault(const std::string& library);
 
 // A PHP interpreter on disk, and the folder of its configuration where the

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 #include <map>
 #include <memory>
 #include <set>
@@ -13,6 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/utc.h"
 #include "tool/commands.h"
 #include "tool/event_reader.h"
 #include "tool/files.h"
@@ -118,18 +118,16 @@ class Status {
     const Build build = build_of(path);
     const std::string fault = load_fault(path);
     library_works_ = fault.empty();
-    out.update({{"state", library_works_ ? "loads" : "does not load"},
+    out.update({{"state", library_works_ ? "loads" : "unusable"},
                 {"owner", state.owner()},
                 {"mode", state.mode()},
                 {"changed", state.time()},
                 {"build", build.id}});
-    row("agent", library_works_ ? "loads" : "does not load",
+    row("agent", library_works_ ? "loads" : "unusable",
         path + ", " + state.owner() + " " + state.mode() + ", of " + state.time() +
             build_words(build));
     if (!library_works_) {
-      problem(path + ": PHP cannot load the agent (" + fault +
-              "); install what is named there (RE2 is in libre2-9, YARA in libyara9), or the "
-              "library again");
+      problem(path + ": " + fault);
     }
     if (const auto user = find_user(options_.user)) {
       problem(write_fault(*user, path));
@@ -362,11 +360,7 @@ class Status {
       unseen(error);
       return;
     }
-    const std::time_t now = std::time(nullptr);
-    tm parts{};
-    gmtime_r(&now, &parts);
-    char today[32];
-    std::strftime(today, sizeof today, "%Y-%m-%d", &parts);
+    const std::string today = utc_text(now_us()).substr(0, 10);
     std::map<std::string, std::map<std::string, std::size_t>> counts;
     std::uint64_t lost = 0;
     const auto count = [&](const LoggedEvent& event) {
@@ -378,7 +372,7 @@ class Status {
     if (!reader.failure().empty()) unseen(reader.failure());
     entry.update(
         {{"day", today}, {"events", counts}, {"lost", lost}, {"torn_lines", reader.skipped()}});
-    if (counts.empty()) row("events", "none", std::string("on ") + today + " UTC");
+    if (counts.empty()) row("events", "none", "on " + today + " UTC");
     for (const auto& [category, verdicts] : counts) {
       std::size_t sum = 0;
       std::string words = category + ":";

@@ -66,6 +66,7 @@ DOUBTS += ["!^warning: .*policy:5:", "^warning: .*:8:1: this entry exempts every
     "policy, status, patterns",
     [
         (DOUBTFUL, 0, DOUBTS),
+        ('[scripts]\non_timeout = "block"', 0, ["^warning: .*:2:14: it stops nothing"]),
         ('enforcement = "blok"', 1, ["policy:1:15: unknown value; write"]),
         ('[sql]\nrules = ["FOLDER/none"]', 1, ["^[^:]+none: .*; put the rule file there"]),
         ('[sql]\nrules = ["FOLDER/sql"]', 1, [r"^[^:]+sql:\d+:\d+: .+; "]),
@@ -150,6 +151,17 @@ def test_status(tool, log, build, php, scratch, spawn):
     )
     says(status(scratch / "none.so"), "^problem: .*/none.so: .* missing")
     says(status(log), r"^problem: .*/events.jsonl: PHP cannot load the agent \(.+\); ")
+
+
+@pytest.mark.parametrize("factory", ["other", "create_php_help"])
+def test_a_library_without_an_agent_is_named(tool, log, scratch, factory):
+    library, code = scratch / "agent.so", f'extern "C" void* {factory}() {{ return nullptr; }}'
+    compiler = ["g++", "-shared", "-fPIC", "-x", "c++", "-", "-o", library]
+    subprocess.run(compiler, input=code, text=True, check=True)
+    reason = "has no function" if factory == "other" else "answers that there is no agent"
+    options = ("--user", USER, "--library", library)
+    says(tool(1, "status", *options), f"^problem: {library}: .*{reason}.*; ")
+    says(tool(0, "check", *options), f"^warning: {library}: .*{reason}.*; ")
 
 
 def test_the_manual_page_names_every_option(tool, root):
