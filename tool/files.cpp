@@ -7,14 +7,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 
 #include "agent/categories.h"
 #include "agent/file_io.h"
-#include "agent/script/script_rules.h"
-#include "agent/sql/sql_rules.h"
+#include "agent/utc.h"
 
 namespace vorgate::agent::tool {
 namespace {
@@ -70,14 +69,16 @@ std::string described(const FileState& state) {
 }
 
 template <typename RuleSet>
-void add_rules(const char* kind, const std::string& file, PolicyFiles* files) {
+void add_rules(const char* kind, const std::string& file, std::vector<RuleSet>* sets,
+               PolicyFiles* files) {
   std::string error;
   const auto text = read_file(file, &error);
   if (!text) {
     (state_of(file).hidden() ? files->unread : files->faults)
         .push_back(error + "; put the rule file there, or take it out of the policy");
-  } else if (const auto set = RuleSet::parse(*text, file, &error)) {
+  } else if (auto set = RuleSet::parse(*text, file, &error)) {
     files->rule_files.push_back({kind, file, set->names().size()});
+    sets->push_back(std::move(*set));
   } else {
     files->faults.push_back(error);
   }
@@ -104,10 +105,8 @@ std::string FileState::mode() const {
 }
 
 std::string FileState::time() const {
-  tm parts{};
-  char text[64];
-  gmtime_r(&status.st_mtim.tv_sec, &parts);
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &parts)};
+  const std::string text = utc_text(status.st_mtim.tv_sec * std::int64_t{1'000'000});
+  return text.substr(0, 10) + ' ' + text.substr(11, 8) + " UTC";
 }
 
 FileState state_of(const std::string& path) {
@@ -211,8 +210,10 @@ PolicyFiles look_at_policy(const std::string& path, const std::vector<std::strin
                             file.compare(file.size() - yara.size(), yara.size(), yara) == 0;
     (of_scripts ? script_rules : sql_rules).push_back(file);
   }
-  for (const std::string& file : sql_rules) add_rules<sql::RuleSet>("SQL", file, &files);
-  for (const std::string& file : script_rules) add_rules<script::RuleSet>("script", file, &files);
+  for (const std::string& file : sql_rules) add_rules("SQL", file, &files.sql_rules, &files);
+  for (const std::string& file : script_rules) {
+    add_rules("script", file, &files.script_rules, &files);
+  }
   return files;
 }
 

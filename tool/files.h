@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "agent/policy.h"
+#include "agent/script/script_rules.h"
+#include "agent/sql/sql_rules.h"
 
 namespace vorgate::agent::tool {
 
@@ -64,6 +66,8 @@ struct PolicyFiles {
   std::string text;              // of the policy file
   std::optional<Policy> policy;  // none: it has a fault or cannot be read
   std::vector<RuleFile> rule_files;
+  std::vector<sql::RuleSet> sql_rules;  // what the rule files hold
+  std::vector<script::RuleSet> script_rules;
   std::vector<std::string> faults;  // "file:line:column: reason; remedy"
   std::vector<std::string> unread;  // the same of files that cannot be read
 };

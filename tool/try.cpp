@@ -1,24 +1,24 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "agent/agent.h"
 #include "agent/categories.h"
-#include "agent/local_agent.h"
-#include "agent/toml_reader.h"
+#include "agent/event_json.h"
+#include "agent/file_io.h"
 #include "engine/common_util.h"
 #include "host/host.h"
 #include "module/watched.h"
-#include "request/parameters.h"
 #include "tool/commands.h"
 #include "tool/files.h"
 #include "tool/safe_text.h"
@@ -42,70 +42,34 @@ struct Test {
 
 std::string shown(std::string_view text) { return visible(text, Charset::ascii); }
 
-// A folder of this program's own, which goes when the object does.
-class OwnFolder {
+// The policy as it was read.
+class FixedPolicy final : public PolicySource {
  public:
-  OwnFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "vorgate-agent-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-      std::fprintf(stderr, "%s: no folder can be made there; name another one by TMPDIR\n",
-                   name.c_str());
-      throw CLI::RuntimeError(2);
-    }
-    path_ = name;
-  }
-  OwnFolder(const OwnFolder&) = delete;
-  OwnFolder& operator=(const OwnFolder&) = delete;
-  ~OwnFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-
-  std::string file(const char* name) const { return path_ + "/" + name; }
-  std::string written(const char* name, const std::string& text) const {
-    std::ofstream(file(name), std::ios::binary) << text;
-    return file(name);
-  }
+  explicit FixedPolicy(PolicyFiles& files)
+      : policy_{*files.policy, std::move(files.sql_rules), std::move(files.script_rules)} {}
 
  private:
-  std::string path_;
+  const PolicyInForce* hold() noexcept override { return &policy_; }
+  void release() noexcept override {}
+
+  const PolicyInForce policy_;
 };
 
-// Where a position of a document stands in its text.
-std::size_t offset_of(const std::string& text, const toml::source_position& position) {
-  std::size_t at = 0;
-  for (unsigned int line = 1; line < position.line; ++line) at = text.find('\n', at) + 1;
-  for (unsigned int column = 1; column < position.column && at < text.size(); ++column) {
-    do {
-      ++at;
-    } while (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xc0) == 0x80);
+// A creation inside a chain gives two events: the finding comes last.
+class LastEvent final : public EventSink {
+ public:
+  void record(const std::string&, const Event& event) noexcept override {
+    line = event_line(event, 0);
   }
-  return at;
-}
 
-// A policy's text with another path for its event log; all else stays.
-std::string with_log(std::string text, const std::string& path) {
-  const toml::table document = toml::parse(text);
-  const std::string key = "path = \"" + path + "\"";
-  if (const toml::node* old =
-          document.get("log") == nullptr ? nullptr : document["log"]["path"].node()) {
-    const std::size_t start = offset_of(text, old->source().begin);
-    return text.replace(start, offset_of(text, old->source().end) - start, '"' + path + '"');
-  }
-  const toml::table* log = document["log"].as_table();
-  if (log == nullptr) return text + "\n[log]\n" + key + "\n";
-  const std::size_t start = offset_of(text, log->source().begin);
-  if (log->is_inline()) return text.insert(text.find('{', start) + 1, key);
-  return text.insert(std::min(text.find('\n', start), text.size()), "\n" + key + "\n");
-}
+  std::string line;
+};
 
-// The agent under the chosen policy, asked as the module asks it in PHP. It is
-// listened to, and its event log is a file of this program's own.
+// The agent under the chosen policy, asked as the module asks it in PHP, and listened
+// to.
 class WatchedAgent final : public IPhpHelp {
  public:
-  explicit WatchedAgent(const PolicyFiles& files)
-      : local_(own_.written("policy", with_log(files.text, own_.file("log")))),
-        policy_(*files.policy) {}
+  explicit WatchedAgent(PolicyFiles& files) : policy_(*files.policy), source_(files) {}
 
   int send_event(unsigned int code, const char* kind, const char* detail, const char* target,
                  const char* subject, int allowed, int plain, const MQ_HttpInfo* info) override {
@@ -173,23 +137,19 @@ class WatchedAgent final : public IPhpHelp {
   std::vector<Test> tests;
   bool exempt = false;
 
-  // What the agent wrote, without what differs from one time to the next. A creation
-  // inside a chain gives two events: the finding comes last.
+  // What the agent told, without what differs from one time to the next.
   std::optional<json> event() const {
-    std::ifstream log(own_.file("log"));
-    std::string line;
-    for (std::string next; std::getline(log, next);) line = next;
-    if (line.empty()) return std::nullopt;
-    json event = json::parse(line);
+    if (told_.line.empty()) return std::nullopt;
+    json event = json::parse(told_.line);
     for (const char* key : {"time", "host", "pid", "tid"}) event.erase(key);
     return event;
   }
 
  private:
-  OwnFolder own_;
-  LocalAgent local_;
-  Agent& agent_ = local_.agent;
-  Policy policy_;
+  const Policy policy_;
+  FixedPolicy source_;
+  LastEvent told_;
+  Agent agent_{source_, told_};
 };
 
 // --- The calls that can be tried --------------------------------------------
@@ -276,11 +236,10 @@ struct Options {
 
 // The whole of a file; "-" is standard input.
 std::string contents(const std::string& path) {
-  std::ifstream file;
-  if (path != "-") file.open(path, std::ios::binary);
-  std::istream& in = path == "-" ? std::cin : file;
-  std::string text{std::istreambuf_iterator<char>(in), {}};
-  if (path != "-" && (!file.is_open() || file.bad())) {
+  const Descriptor file(path == "-" ? dup(STDIN_FILENO)
+                                    : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  std::string text;
+  if (!file || !read_all(file.get(), SIZE_MAX - 1, &text)) {
     throw CLI::ValidationError(path +
                                " cannot be read; name a file, or write @@ for a value that "
                                "begins with @");
@@ -337,29 +296,6 @@ void lend(const TriedRequest& request, EngineTexts& texts) {
   host::set_request_array(TRACK_VARS_COOKIE, request.cookies());
   host::globals.core.auto_globals_jit = 1;
   host::state.server = request.server();
-}
-
-// How the values of the request stand to the one that is tried: what most
-// detectors ask first.
-Test relation(const std::string& value) {
-  constexpr std::array<std::pair<eParamType, const char*>, 3> sources{
-      {{PARAM_GET, "GET"}, {PARAM_POST, "POST"}, {PARAM_COOKIE, "cookie"}}};
-  std::string words;
-  for (const auto& [source, name] : sources) {
-    std::vector<std::string> parameters;
-    CCommonUtil::get_instance()->get_all_parameters(parameters, source);
-    for (const std::string& parameter : parameters) {
-      const char* how = parameter == value                        ? " is the argument"
-                        : parameter.find(value) != parameter.npos ? " contains the argument"
-                        : value.find(parameter) != value.npos     ? " stands in the argument"
-                                                                  : nullptr;
-      if (how == nullptr) continue;
-      words +=
-          std::string(words.empty() ? "" : "; ") + name + " \"" + shown(parameter) + "\"" + how;
-    }
-  }
-  if (words.empty()) return {"request", "no", "no value has to do with the argument"};
-  return {"request", "yes", words};
 }
 
 // Makes the call. Answers whether it would have run.
@@ -456,7 +392,7 @@ void try_call(Options options) {
   if (!is_known(options.sink)) {
     throw CLI::ValidationError("unknown sink '" + options.sink + "'; known: " + known_sinks());
   }
-  const PolicyFiles files = look_at_policy(options.policy);
+  PolicyFiles files = look_at_policy(options.policy);
   for (const auto* faults : {&files.faults, &files.unread}) {
     for (const std::string& fault : *faults) std::fprintf(stderr, "%s\n", fault.c_str());
   }
@@ -473,12 +409,11 @@ void try_call(Options options) {
 
   WatchedAgent agent(files);
   CCommonUtil::get_instance()->php_help = &agent;
-  agent.tests.push_back(relation(options.sink == "phpinfo" ? "phpinfo()" : value));
   const bool ran = runs(options, value);
   CCommonUtil::get_instance()->php_help = nullptr;
 
   const std::optional<json> event = agent.event();
-  const bool finding = event && event->value("verdict", "") != "logged";
+  const bool finding = event && event->value("verdict", "") != event_verdict::logged;
   const Answer answer = !ran           ? Answer::blocked
                         : finding      ? Answer::reported
                         : agent.exempt ? Answer::exempt
