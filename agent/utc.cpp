@@ -16,8 +16,8 @@ std::int64_t now_us() noexcept {
   return time_point_cast<microseconds>(system_clock::now()).time_since_epoch().count();
 }
 
-std::string utc_text(std::int64_t microseconds_) {
-  const Time time{microseconds(microseconds_)};
+std::string utc_text(std::int64_t count) {
+  const Time time{microseconds(count)};
   const auto day = floor<days>(time);
   const year_month_day date{day};
   const hh_mm_ss clock{time - day};
