@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
@@ -95,6 +96,13 @@ struct LoggingAgent : LocalAgent {
   }
   std::string log_path;
 };
+
+// Were so many lines told since CaptureStderr, and are these parts of them?
+inline void expect_told(int lines, const std::vector<std::string>& parts) {
+  const std::string told = testing::internal::GetCapturedStderr();
+  for (const std::string& part : parts) EXPECT_NE(told.find(part), told.npos) << told;
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), lines) << told;
+}
 
 // Runs `work` in a child process; answers its process id.
 template <typename Work>
