@@ -39,13 +39,10 @@ void CCommonUtil::init() {
     IPhpHelp* agent = nullptr;
     if (hMod != nullptr) {
       using Factory = IPhpHelp* (*)();
+      // Without a factory, or without an object of it, there is no agent: vorgate-agent
+      // says so, the module does not.
       if (auto create = reinterpret_cast<Factory>(dlsym(hMod, VORGATE_AGENT_FACTORY))) {
         agent = create();
-        if (agent == nullptr) {
-          zend_api::log_notice(VORGATE_AGENT_LIBRARY ": " VORGATE_AGENT_FACTORY " made no object");
-        }
-      } else {
-        zend_api::log_notice(dlerror());
       }
     }
     sql_func_set.insert(std::begin(sql_functions), std::end(sql_functions));

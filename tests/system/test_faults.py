@@ -39,20 +39,16 @@ def test_unreadable_library(site, agent_place):
 
 
 @pytest.mark.parametrize(
-    "code, message",
-    [
-        ("int nothing() { return 0; }", "undefined symbol: create_php_help"),
-        ("void* create_php_help() { return nullptr; }", "create_php_help made no object"),
-    ],
+    "factory", ["int nothing() { return 0; }", "void* create_php_help() { return nullptr; }"]
 )
-def test_wrong_library(site, agent_place, scratch, code, message):
+def test_wrong_library(site, agent_place, scratch, factory):
     library = scratch / "library.so"
     compiler = ["g++", "-shared", "-fPIC", "-x", "c++", "-", "-o", str(library)]
-    subprocess.run(compiler, input=f'extern "C" {code}', text=True, check=True)
+    subprocess.run(compiler, input=f'extern "C" {factory}', text=True, check=True)
     agent_place.place(library)
     site.start("fpm", workers=1)
     site.serves(protected=False)
-    assert site.said(message)
+    assert not site.said("create_php_help")  # the agent's tool says it
 
 
 @contextmanager

@@ -104,8 +104,7 @@ TEST_F(Lifecycle, AgentIsLookedForAtEachRequestUntilItGivesItsObject) {
   begin();
   EXPECT_EQ(engine_.php_help, &agent);
   EXPECT_EQ(agent_asked, 2);
-  ASSERT_EQ(state.log.size(), 4U);
-  EXPECT_NE(state.log[3].find("create_php_help made no object"), std::string::npos);
+  EXPECT_EQ(state.log.size(), 3U);  // of the library that was not there
   EXPECT_EQ(release_(), 0);
 }
 
