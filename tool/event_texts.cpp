@@ -8,10 +8,11 @@ const std::array<EventWords, 19> all_words{{
      "A value of the request is the command, holds it, or stands in it with characters that "
      "mean something to a shell; or the call stack shows that evaluated code made the call.",
      "Start the program without a shell and with a list of arguments (proc_open with an array), "
-     "or pass each value through escapeshellarg and accept known values only."},
+     "or let the request choose among commands that the application spells out. To quote a value "
+     "(escapeshellarg) keeps the shell from reading it, but leaves the finding."},
     {event_name::code_execution, "Code from the request", "PHP code was about to be evaluated.",
-     "The code is a value of the request, or comes out of a serialised object or a constructor "
-     "that the request brought into an evaluation.",
+     "The code is a value of the request, or a constructor on the call stack was given text that "
+     "begins with eval(.",
      "Remove the evaluation: compute the result, or choose from a fixed list of functions."},
     {event_name::web_shell, "Web shell",
      "Code that looks like a web shell was about to be evaluated.",
@@ -25,7 +26,9 @@ const std::array<EventWords, 19> all_words{{
      "= \"block\" stops such code."},
     {event_name::request_named_connection, "Connection to a host from the request",
      "The application was about to connect to a host that the request names.",
-     "A value of the request is the host's name.", "Accept hosts from a fixed list only."},
+     "A value of the request is the host's name.",
+     "Let the request choose an entry of a fixed list of hosts by a name of its own; a host that "
+     "the request spells out is a finding even where the list has it."},
     {event_name::sql_injection, "SQL injection",
      "A query that the request had changed was sent to a "
      "database.",
@@ -45,7 +48,8 @@ const std::array<EventWords, 19> all_words{{
      "A file that the request names, or one that no application includes, was about to be "
      "run as PHP.",
      "The path is a value of the request, or holds a place or wrapper that attacks use.",
-     "Include from a fixed list of names; turn allow_url_include off."},
+     "Let the request choose an entry of a fixed list of files by a name that is not the path, "
+     "and turn allow_url_include off."},
     {event_name::file_read, "Reading of a file from the request",
      "A file that the request names by its whole path was about to be read.",
      "A value of the request holds the whole path.",
@@ -53,7 +57,8 @@ const std::array<EventWords, 19> all_words{{
     {event_name::request_forgery, "Request forgery",
      "The application was about to fetch a URL that the request names.",
      "A value of the request holds the whole URL.",
-     "Accept known hosts and schemes only, and refuse internal addresses."},
+     "Let the request name what it wants, and build the URL in the application. A URL that the "
+     "request spells out is a finding even where its host is an allowed one."},
     {event_name::deserialisation_chain, "Object chain",
      "Reading serialised data led to a command or to code.",
      "The call stack shows a destructor or wake-up method inside unserialize.",
@@ -64,7 +69,9 @@ const std::array<EventWords, 19> all_words{{
      "Do not give data from outside to unserialize: use json_decode, or allowed_classes."},
     {event_name::yaml_object, "Object in YAML",
      "A YAML document with a PHP object was about to be read.",
-     "The document holds !php/object and is a value of the request.", "Set yaml.decode_php = 0."},
+     "The document holds !php/object and is a value of the request.",
+     "Refuse documents with !php/ in them. yaml.decode_php = 0 keeps their objects from being "
+     "made, but leaves the finding."},
     {event_name::execution_record, "Command or code, nothing found",
      "An ordinary command or evaluation took place.",
      "Nothing was found. The line is the record that it happened.", ""},
