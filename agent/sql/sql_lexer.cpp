@@ -26,12 +26,6 @@ bool is_word(unsigned char c) {
 constexpr std::array<std::string_view, 14> symbols{"<=>", "->>", "<=", ">=", "<>", "!=", "<<",
                                                    ">>",  "||",  "&&", ":=", "::", "->", "=="};
 
-bool all_quotes_closed(const std::vector<Token>& tokens) {
-  return std::all_of(tokens.begin(), tokens.end(), [](const Token& token) {
-    return token.closed || (token.kind != TokenKind::string && token.kind != TokenKind::name);
-  });
-}
-
 }  // namespace
 
 char lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
@@ -57,7 +51,9 @@ void Lexer::finish(Token* token, TokenKind kind, std::size_t end) noexcept {
 void Lexer::quoted(Token* token, std::size_t quote) noexcept {
   const unsigned char mark = at(quote);
   const bool extended = quote == position_ + 1 && (at(position_) | 0x20) == 'e';
-  const bool escapes = mark != '`' && (dialect_ == Dialect::mysql || extended);
+  const bool escapes =
+      mark != '`' &&
+      (dialect_ == Dialect::mysql || (dialect_ == Dialect::postgresql && extended && mark == '\''));
   token->content = static_cast<std::uint32_t>(quote + 1);
   token->closed = false;
   std::size_t end = quote + 1;
@@ -76,6 +72,35 @@ void Lexer::quoted(Token* token, std::size_t quote) noexcept {
   }
   finish(token, mark == '`' ? TokenKind::name : TokenKind::string, end);
   if (token->closed) --token->content_end;
+}
+
+// SQLite's [name], if one starts here.
+bool Lexer::bracketed(Token* token) noexcept {
+  if (dialect_ != Dialect::sqlite || at(position_) != '[') return false;
+  token->content = static_cast<std::uint32_t>(position_ + 1);
+  const std::size_t end = skip(token->content, [](unsigned char c) { return c != ']'; });
+  token->closed = has(end);
+  finish(token, TokenKind::name, end + 1);
+  if (token->closed) --token->content_end;
+  return true;
+}
+
+// PostgreSQL's $tag$text$tag$, if one starts here.
+bool Lexer::between_dollars(Token* token) noexcept {
+  if (dialect_ != Dialect::postgresql || at(position_) != '$' || is_digit(at(position_ + 1))) {
+    return false;
+  }
+  const std::size_t tag_end =
+      skip(position_ + 1, [](unsigned char c) { return is_word(c) && c != '$'; });
+  constexpr std::size_t longest_tag = 63;
+  if (at(tag_end) != '$' || tag_end - position_ > longest_tag + 1) return false;
+  const std::string_view tag = text_.substr(position_, tag_end + 1 - position_);
+  token->content = static_cast<std::uint32_t>(tag_end + 1);
+  const std::size_t close = text_.find(tag, token->content);
+  token->closed = close != std::string_view::npos;
+  finish(token, TokenKind::string, token->closed ? close + tag.size() : text_.size());
+  if (token->closed) token->content_end = static_cast<std::uint32_t>(close);
+  return true;
 }
 
 // A comment or a hint's border, if one starts here.
@@ -107,10 +132,20 @@ bool Lexer::comment(Token* token) noexcept {
     return true;
   }
   token->content = static_cast<std::uint32_t>(position_ + 2);
+  token->closed = false;
   std::size_t end = position_ + 2;
-  while (has(end) && !(at(end) == '*' && at(end + 1) == '/')) ++end;
-  token->closed = has(end);
-  finish(token, TokenKind::comment, end + 2);
+  for (int depth = 1; depth > 0 && has(end); ++end) {
+    const bool borders = at(end + 1) == (at(end) == '*' ? '/' : '*');
+    if (borders && at(end) == '*') {
+      --depth;
+      ++end;
+    } else if (borders && at(end) == '/' && dialect_ == Dialect::postgresql) {
+      ++depth;
+      ++end;
+    }
+    token->closed = depth == 0;
+  }
+  finish(token, TokenKind::comment, end);
   token->content_end = token->closed ? token->end - 2 : token->end;
   return true;
 }
@@ -166,8 +201,10 @@ bool Lexer::next(Token* token) noexcept {
   const unsigned char first = at(position_);
   if (is_space(first)) {
     finish(token, TokenKind::space, skip(position_, is_space));
-  } else if (first == '\'' || first == '"' || first == '`') {
+  } else if (first == '\'' || first == '"' || (first == '`' && dialect_ != Dialect::postgresql)) {
     quoted(token, position_);
+  } else if (bracketed(token) || between_dollars(token)) {
+    // done
   } else if (is_digit(first) || (first == '.' && !after_operand_ && is_digit(at(position_ + 1)))) {
     number(token);
   } else if (is_word(first)) {
@@ -202,11 +239,21 @@ std::vector<Token> tokenize(std::string_view text, Dialect dialect) {
   return tokens;
 }
 
-std::vector<Token> read_query(std::string_view query) {
+bool all_quotes_closed(const std::vector<Token>& tokens) noexcept {
+  return std::all_of(tokens.begin(), tokens.end(), [](const Token& token) {
+    return token.closed || (token.kind != TokenKind::string && token.kind != TokenKind::name);
+  });
+}
+
+std::vector<Token> read_query(std::string_view query, Dialect dialect) {
+  if (dialect != Dialect::automatic) return tokenize(query, dialect);
   std::vector<Token> tokens = tokenize(query, Dialect::mysql);
   if (query.size() >= query_limit || all_quotes_closed(tokens)) return tokens;
-  std::vector<Token> other = tokenize(query, Dialect::standard);
-  return all_quotes_closed(other) ? other : tokens;
+  for (const Dialect other : {Dialect::sqlite, Dialect::postgresql}) {
+    std::vector<Token> read = tokenize(query, other);
+    if (all_quotes_closed(read)) return read;
+  }
+  return tokens;
 }
 
 }  // namespace vorgate::sql

@@ -20,7 +20,7 @@ enum class TokenKind : std::uint8_t {
   variable,  // "@name" or "@@name"
   number,    // also hexadecimal and bit literals without quotes
   string,    // in single or double quotes, with its prefix (N'..', x'..', _utf8'..')
-  name,      // an identifier in backticks
+  name,      // an identifier in backticks or brackets
   symbol,    // an operator or a punctuation character
 };
 
@@ -36,15 +36,20 @@ struct Token {
 };
 
 // Where servers read the same bytes in different ways.
-//   mysql     a backslash escapes within quotes; "#" and "-- " start comments;
-//             comments can be executable.
-//   standard  a backslash means itself (but in E'..'); "--" starts a comment.
-enum class Dialect { mysql, standard };
+//   mysql       a backslash escapes within quotes; "#" and "-- " start comments;
+//               comments can be executable.
+//   sqlite      a backslash means itself; "--" starts a comment; names may stand
+//               in backticks and brackets.
+//   postgresql  a backslash means itself, but in E'..'; "--" starts a comment;
+//               comments nest; texts may stand between "$tag$"s.
+//   automatic   not known: read_query() chooses.
+enum class Dialect : std::uint8_t { automatic, mysql, sqlite, postgresql };
 
 // Cuts a query into tokens. Any bytes are fine: the tokens follow each other
 // without gaps and cover the whole text. The text must be shorter than 4 GiB.
 class Lexer {
  public:
+  // dialect  not automatic.
   Lexer(std::string_view text, Dialect dialect) noexcept : text_(text), dialect_(dialect) {}
 
   // The next token; false at the end of the text.
@@ -60,6 +65,8 @@ class Lexer {
   std::size_t skip(std::size_t position, Test test) const noexcept;
 
   void quoted(Token* token, std::size_t quote) noexcept;
+  bool bracketed(Token* token) noexcept;
+  bool between_dollars(Token* token) noexcept;
   bool comment(Token* token) noexcept;
   void number(Token* token) noexcept;
   void word(Token* token) noexcept;
@@ -75,9 +82,12 @@ class Lexer {
 
 std::vector<Token> tokenize(std::string_view text, Dialect dialect);
 
-// The tokens of a query whose server is not known: as MySQL reads it, unless only
-// the standard reading closes all quotes.
-std::vector<Token> read_query(std::string_view query);
+// The tokens of a query. Where the server is not known: as MySQL reads it, unless
+// only the reading of SQLite or PostgreSQL closes all quotes.
+std::vector<Token> read_query(std::string_view query, Dialect dialect);
+
+// Is no string and no name open at the end?
+bool all_quotes_closed(const std::vector<Token>& tokens) noexcept;
 
 // ASCII letters in lower case, everything else as it is.
 char lower(char c) noexcept;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <iterator>
+#include <numeric>
 #include <utility>
 
 #include <re2/filtered_re2.h>
@@ -29,6 +30,27 @@ bool hides_quote(std::string_view comment) {
   return first != std::string_view::npos && (comment[first] == '\'' || comment[first] == '"');
 }
 
+std::size_t bytes_in_literals(const std::vector<Token>& tokens) {
+  return std::accumulate(tokens.begin(), tokens.end(), std::size_t{0},
+                         [](std::size_t sum, const Token& token) {
+                           const bool literal = token.kind == TokenKind::string;
+                           return sum + (literal ? token.content_end - token.content : 0);
+                         });
+}
+
+// Where two readings make sense, the one that leaves more as data: nobody knows what
+// the request sent.
+std::vector<Token> read_as_data(std::string_view query, Dialect dialect) {
+  std::vector<Token> tokens = read_query(query, dialect);
+  if (dialect != Dialect::automatic || query.size() >= query_limit ||
+      query.find('\\') == std::string_view::npos) {
+    return tokens;
+  }
+  std::vector<Token> other = tokenize(query, Dialect::sqlite);
+  return all_quotes_closed(other) && bytes_in_literals(other) > bytes_in_literals(tokens) ? other
+                                                                                          : tokens;
+}
+
 std::string_view masked(std::string_view query, const Token& token) {
   const auto content = query.substr(token.content, token.content_end - token.content);
   switch (token.kind) {
@@ -50,7 +72,8 @@ std::string_view masked(std::string_view query, const Token& token) {
 struct RuleSet::Rule {
   std::string name;
   std::string description;
-  int pattern = -1;  // its number in Patterns
+  int pattern = -1;                  // its number in Patterns
+  std::unique_ptr<re2::RE2> unless;  // may be null
 };
 
 // Ordinary queries hold few of the words that the patterns need. One pass over the
@@ -78,14 +101,21 @@ struct RuleSet::Patterns {
     any_word = !needed.empty() && words.Compile();
   }
 
-  // The number of the first pattern that matches, or -1.
-  int first_match(const std::string& text) const {
-    if (!any_word) return all.SlowFirstMatch(text);
+  // The numbers of the patterns that match, in their order.
+  std::vector<int> matches(const std::string& text) const {
     std::vector<int> found;
+    std::vector<int> numbers;
     re2::RE2::Set::ErrorInfo failure{};
-    const bool any = words.Match(text, &found, &failure);
-    if (!any && failure.kind != re2::RE2::Set::kNoError) return all.SlowFirstMatch(text);
-    return all.FirstMatch(text, found);
+    if (any_word &&
+        (words.Match(text, &found, &failure) || failure.kind == re2::RE2::Set::kNoError)) {
+      all.AllMatches(text, found, &numbers);
+    } else {
+      for (int number = 0; number < all.NumRegexps(); ++number) {
+        if (re2::RE2::PartialMatch(text, all.GetRE2(number))) numbers.push_back(number);
+      }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
   }
 };
 
@@ -131,8 +161,13 @@ class RuleSet::Reader : public TomlReader {
         } else if (re2::RE2::PartialMatch("", patterns.GetRE2(rule.pattern))) {
           refuse(value.source(), "the pattern matches an empty query; make it say more");
         }
+      } else if (key == "unless") {
+        rule.unless = std::make_unique<re2::RE2>(text(value), Patterns::options(false));
+        if (!rule.unless->ok()) {
+          refuse(value.source(), "not a pattern: " + rule.unless->error() + "; see RE2's syntax");
+        }
       } else {
-        unknown(key, "name, description, pattern");
+        unknown(key, "name, description, pattern, unless");
       }
     }
     if (error() != error_before) return;
@@ -152,10 +187,10 @@ RuleSet::RuleSet(RuleSet&&) noexcept = default;
 RuleSet& RuleSet::operator=(RuleSet&&) noexcept = default;
 RuleSet::~RuleSet() = default;
 
-std::string normalise(std::string_view query) {
+std::string normalise(std::string_view query, Dialect dialect) {
   std::string text;
   text.reserve(2 * query.size());
-  for (const Token& token : read_query(query)) {
+  for (const Token& token : read_as_data(query, dialect)) {
     const bool ended = token.content_end < token.end || token.end < query.size();
     if (token.kind == TokenKind::space || token.kind == TokenKind::hint ||
         (token.kind == TokenKind::comment && ended)) {
@@ -177,13 +212,17 @@ std::optional<RuleSet> RuleSet::parse(std::string_view text, const std::string& 
   return std::nullopt;
 }
 
-bool RuleSet::match(const std::string& normal_form, std::string* detail) const {
+bool RuleSet::match(const std::string& normal_form, std::string* detail,
+                    const std::vector<std::string>& disabled) const {
   if (rules_.empty()) return false;
-  const int number = patterns_->first_match(normal_form);
-  if (number < 0) return false;
-  const Rule& rule = rules_[static_cast<std::size_t>(number)];
-  if (detail != nullptr) *detail = rule.name + ": " + rule.description;
-  return true;
+  for (const int number : patterns_->matches(normal_form)) {
+    const Rule& rule = rules_[static_cast<std::size_t>(number)];
+    if (std::find(disabled.begin(), disabled.end(), rule.name) != disabled.end()) continue;
+    if (rule.unless != nullptr && re2::RE2::PartialMatch(normal_form, *rule.unless)) continue;
+    if (detail != nullptr) *detail = rule.name + ": " + rule.description;
+    return true;
+  }
+  return false;
 }
 
 std::vector<std::string> RuleSet::names() const {

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "agent/sql/sql_lexer.h"
+
 namespace vorgate::sql {
 
 // The form of a query that rules are matched with: words in lower case, every
@@ -14,7 +16,7 @@ namespace vorgate::sql {
 // borders of executable ones left out. A comment that hides the query's end is
 // "--", or "-- ''" if a quote is the first thing that it hides. What stands within
 // quotes or comments cannot match anything.
-std::string normalise(std::string_view query);
+std::string normalise(std::string_view query, Dialect dialect = Dialect::automatic);
 
 // Patterns of queries that ordinary applications do not send. Immutable once made:
 // any thread may ask it. The file's form is described in docs/sql-tests.md.
@@ -30,9 +32,11 @@ class RuleSet {
   static std::optional<RuleSet> parse(std::string_view text, const std::string& file,
                                       std::string* error);
 
-  // Does a rule match what `normalise` made of a query? The first one's "name:
-  // description" goes to `detail`, which may be null. May throw std::bad_alloc.
-  bool match(const std::string& normal_form, std::string* detail) const;
+  // Does a rule match what `normalise` made of a query, one whose name is not in
+  // `disabled`? The first one's "name: description" goes to `detail`, which may be
+  // null. May throw std::bad_alloc.
+  bool match(const std::string& normal_form, std::string* detail,
+             const std::vector<std::string>& disabled = {}) const;
 
   std::vector<std::string> names() const;
 
@@ -46,7 +50,7 @@ class RuleSet {
 };
 
 // The rules of sql_rules.toml as they were when the agent was built. Compiled at
-// the first call in a process.
+// the first call in a process. May throw std::bad_alloc; the next call tries again.
 const RuleSet& shipped_rules();
 
 }  // namespace vorgate::sql

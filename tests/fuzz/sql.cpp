@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
   const std::string query = input.text();
   const std::string values = input.text();
-  for (const Dialect dialect : {Dialect::mysql, Dialect::standard}) {
+  for (const Dialect dialect : {Dialect::mysql, Dialect::sqlite, Dialect::postgresql}) {
     std::uint32_t end = 0;
     for (const Token& token : tokenize(query, dialect)) {
       HOLDS(token.begin == end && token.end > end);
