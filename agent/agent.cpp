@@ -78,16 +78,17 @@ bool Agent::is_white_listed(const char* server_name, const char* request_uri,
 }
 
 bool Agent::match_sql(const char* query, const char* values) noexcept {
-  return found([&] { return sql::is_injected(view(query), view(values)); });
+  return found(
+      [&] { return sql::is_injected(view(query), view(values), policy_.read()->sql_dialect); });
 }
 
 void Agent::reserved_operation() noexcept {}
 
 bool Agent::lookup_sql(const char* query, std::string* detail) noexcept {
   return found([&] {
-    const std::string form = sql::normalise(view(query));
-    if (sql::shipped_rules().match(form, detail)) return true;
     const auto policy = policy_.read();
+    const std::string form = sql::normalise(view(query), policy->sql_dialect);
+    if (sql::shipped_rules().match(form, detail, policy->disabled_rules)) return true;
     return std::any_of(policy.rules().begin(), policy.rules().end(),
                        [&](const sql::RuleSet& rules) { return rules.match(form, detail); });
   });

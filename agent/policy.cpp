@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "agent/categories.h"
+#include "agent/sql/sql_rules.h"
 #include "agent/text.h"
 #include "agent/toml_reader.h"
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr std::array<const char*, 3> enforcement_names{"off", "report", "block"};
 constexpr std::array<const char*, 2> mode_names{"report", "block"};
+constexpr std::array<const char*, 4> dialect_names{"auto", "mysql", "sqlite", "postgresql"};
 constexpr std::int64_t longest_time_limit_ms = 10'000;
 // Made when the agent is loaded, so that no fork can fall in the middle of it.
 const toml::table& no_table = *new toml::table;
@@ -188,14 +190,31 @@ class PolicyReader : public TomlReader {
 
   void read_sql(const toml::node& node, Policy* policy) {
     for (const auto& [key, value] : table(node, "sql")) {
-      if (key != "rules") {
-        unknown(key, "rules");
-        continue;
-      }
-      for (const toml::node& file : list(value, "[\"/etc/vorgate/rules.toml\", ...]")) {
-        policy->rule_files.push_back(absolute_path(file));
+      if (key == "rules") {
+        for (const toml::node& file : list(value, "[\"/etc/vorgate/rules.toml\", ...]")) {
+          policy->rule_files.push_back(absolute_path(file));
+        }
+      } else if (key == "dialect") {
+        policy->sql_dialect = static_cast<sql::Dialect>(choice(value, dialect_names));
+      } else if (key == "disabled_rules") {
+        for (const toml::node& name : list(value, "[\"time-delay\", ...]")) {
+          policy->disabled_rules.push_back(shipped_rule(name));
+        }
+      } else {
+        unknown(key, "rules, dialect, disabled_rules");
       }
     }
+  }
+
+  std::string shipped_rule(const toml::node& node) {
+    std::string name = text(node);
+    const std::vector<std::string> names = sql::shipped_rules().names();
+    if (std::find(names.begin(), names.end(), name) == names.end()) {
+      std::string known;
+      for (const std::string& each : names) known += (known.empty() ? "" : ", ") + each;
+      refuse(node.source(), "no shipped rule is named '" + name + "'; write one of " + known);
+    }
+    return name;
   }
 
   void read_scripts(const toml::node& node, Policy* policy) {

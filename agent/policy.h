@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "agent/address.h"
+#include "agent/sql/sql_lexer.h"
 
 namespace vorgate::agent {
 
@@ -29,6 +30,8 @@ struct Policy {
   std::vector<Network> trusted_proxies;
   std::string log_path = "/var/log/vorgate/events.jsonl";
   std::vector<std::string> rule_files;                  // for SQL queries, beside the shipped rules
+  std::vector<std::string> disabled_rules;              // shipped rules that do not count
+  sql::Dialect sql_dialect = sql::Dialect::automatic;   // how the server reads queries
   std::vector<std::string> script_rule_files;           // for web shells, the same
   std::chrono::milliseconds script_time_limit{50};      // for one question about a script
   Enforcement unscanned_scripts = Enforcement::report;  // of those that took longer; never off

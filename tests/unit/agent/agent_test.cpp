@@ -138,6 +138,19 @@ TEST(Agent, TestsQueriesByTheShippedRulesAndByThoseOfItsPolicy) {
   time.pass();
   EXPECT_FALSE(agent.lookup_sql("SELECT * FROM Secrets", nullptr));
   EXPECT_TRUE(agent.match_sql("SELECT 1 OR 1=1", "a=1 OR 1=1"));
+  // What MySQL reads as a literal, and what does not count here.
+  const char* const query = "SELECT 'x\\' or sleep(5) -- '";
+  EXPECT_TRUE(agent.match_sql(query, "a=x\\' or sleep(5) -- "));
+  EXPECT_FALSE(agent.lookup_sql(query, nullptr));
+  time.replace(path, "sql.dialect = 'sqlite'\nsql.disabled_rules = ['file-read']");
+  time.pass();
+  EXPECT_TRUE(agent.lookup_sql(query, nullptr));
+  EXPECT_FALSE(agent.lookup_sql("SELECT LOAD_FILE('/x')", nullptr));
+  time.replace(path, "sql.dialect = 'mysql'\nsql.disabled_rules = ['time-delay']");
+  time.pass();
+  EXPECT_FALSE(agent.match_sql(query, "a=x\\' or sleep(5) -- "));
+  EXPECT_TRUE(agent.lookup_sql("SELECT LOAD_FILE('/x')", nullptr));
+  EXPECT_FALSE(agent.lookup_sql("SELECT SLEEP(5)", nullptr));
   EXPECT_FALSE(agent.match_sql(nullptr, nullptr));
 }
 
