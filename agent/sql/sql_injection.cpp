@@ -338,7 +338,6 @@ constexpr unsigned int changes_of(char c) {
     case '<':
       return bit(Change::tags_off) | bit(Change::entities);
     case '>':
-    case '&':
       return bit(Change::entities);
     case '%':
     case '+':
@@ -361,6 +360,7 @@ class Changed {
     buffer_ = {c, c};
     const std::string_view same(buffer_.data(), 1);
     if (change == Change::decoded && c == '+') return " ";
+    if (change == Change::entities && c == '&') return "&amp;";  // calls for no change alone
     if ((changes_of(c) >> static_cast<unsigned int>(change) & 1) == 0) return same;
     const auto peek = [&](std::size_t distance) {
       return *at + distance < values.size() ? values[*at + distance] : '\0';

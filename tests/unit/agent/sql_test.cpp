@@ -177,7 +177,23 @@ TEST(SqlInjection, IsNotWornOut) {
   const std::string query = "SELECT '" + pairs.substr(0, 3000) + "' FROM t WHERE id = 1";
   EXPECT_TRUE(is_injected(query + " OR 1=1", "a=" + pairs + "&id=1 OR 1=1"));
   EXPECT_FALSE(is_injected(query, "a=" + pairs + "&id=1"));
-  EXPECT_TRUE(is_injected(query, pairs + pairs + pairs + pairs + pairs));
+  // Just below and just above each bound.
+  const auto many = [](std::size_t count, const std::string& pair) {
+    std::string all;
+    while (count-- > 0) all += pair;
+    return all;
+  };
+  EXPECT_FALSE(is_injected("SELECT 1", many(20000, "&a=zz")));
+  EXPECT_TRUE(is_injected("SELECT 1", many(20001, "&a=zz")));
+  EXPECT_FALSE(is_injected(query, many(1000, "&a=FROM t ")));
+  EXPECT_TRUE(is_injected(query, many(15000, "&a=FROM t ")));
+  for (const int count : {64, 65}) {
+    std::string lists;
+    for (int i = 100; i < 100 + count; ++i) {
+      lists += "d=" + std::to_string(i) + "," + std::to_string(i + 1) + "&";
+    }
+    EXPECT_EQ(is_injected(in_list, lists), count == 65);
+  }
   for (const std::string flood :
        {"&", "&=", "=", " ", "&a=<", "&a=%41", "&a=SELECT", "&a=FROM t "}) {
     std::string values = "a=";
