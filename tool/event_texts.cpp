@@ -2,7 +2,7 @@
 
 namespace vorgate::agent::tool {
 
-const std::array<EventWords, 19> all_words{{
+constexpr std::array<EventWords, 19> all_words{{
     {event_name::command_execution, "Command from the request",
      "A shell command that the request had shaped, or phpinfo, was called.",
      "A value of the request is the command, holds it, or stands in it with characters that "
@@ -78,6 +78,11 @@ const std::array<EventWords, 19> all_words{{
     {event_name::connection_record, "Connection, nothing found",
      "An ordinary connection was opened.",
      "Nothing was found. The line is the record that it happened.", ""},
+    {event_name::script_upload, "Script uploaded",
+     "A request that uploads files was about to create a file that the server would run.",
+     "The request carries a file, and the name of the new one ends like a script's.",
+     "Keep uploads where no script is run, under names of the application's own; "
+     "uploads.refused_endings in the policy says which endings count."},
     {event_name::file_create, "File created or overwritten",
      "A file was about to be created or overwritten.",
      "Nothing was found. The line is the record that it happened.", ""},
@@ -87,6 +92,7 @@ const std::array<EventWords, 19> all_words{{
      "local agent.",
      "Compare the versions of the module, the agent and this tool."},
 }};
+static_assert(all_words.back().event != nullptr, "one for each name");
 
 const std::array<VerdictWords, 3> all_verdicts{{
     {event_verdict::blocked, "The call was stopped: it did not take place."},
