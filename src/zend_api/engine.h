@@ -193,10 +193,11 @@ void note_request_end();
 
 // --- Reports of the engine --------------------------------------------------
 
-// The debug backtrace, arguments included: the first `max_frames` frames from the
-// innermost on. Asking for no more than is looked at keeps the cost of a watched
-// call, in time and in the request's memory, from growing with the depth of the
-// stack. Whatever happens, `result` is a value that release_backtrace takes.
+// The debug backtrace, arguments included: the frames that an unlimited one begins
+// with, `max_frames` of them or all that there are, and now and then a few more. Asking
+// for hardly more than is looked at keeps the cost of a watched call, in time and in
+// the request's memory, from growing with the depth of the stack. Whatever happens,
+// `result` is a value that release_backtrace takes.
 void fetch_backtrace(zval* result, int max_frames);
 void release_backtrace(zval* backtrace);
 

@@ -1,5 +1,6 @@
 #include <strings.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -109,6 +110,39 @@ void forget_declarations(const Declarations& before, const zend_op_array* refuse
     return true;
   });
 }
+
+#if PHP_VERSION_ID >= 80000
+namespace {
+
+bool runs_user_code(const zend_execute_data* call) {
+  return call != nullptr && call->func != nullptr && ZEND_USER_CODE(call->func->common.type);
+}
+
+// Whether the backtrace may leave a call out. Nameless calls that no user code made are
+// the engine's own: the bottom of a fiber, the place of an attribute. PHP 8.0 also passes
+// over some internal calls that user code made otherwise than by a call.
+bool may_be_left_out(const zend_execute_data* call, const zend_execute_data* caller) {
+  if (function_name(call) == nullptr) return !runs_user_code(caller);
+  return PHP_VERSION_ID < 80100 && !runs_user_code(call) && runs_user_code(caller);
+}
+
+}  // namespace
+
+// A generator that is delegated to is one call here and stands for several there: that
+// asks for too much at most.
+int backtrace_limit(int max_frames) {
+  int limit = 0;
+  int told = 0;
+  const zend_execute_data* call = EG(current_execute_data);
+  for (; call != nullptr && told < max_frames; call = call->prev_execute_data) {
+    ++limit;
+    if (!may_be_left_out(call, call->prev_execute_data)) ++told;
+  }
+  return std::max(limit, max_frames);
+}
+#else
+int backtrace_limit(int max_frames) { return max_frames; }
+#endif
 
 JMP_BUF*& bailout_target() { return EG(bailout); }
 

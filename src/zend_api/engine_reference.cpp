@@ -67,6 +67,8 @@ std::string format_integer(int64_t value) {
 
 void refuse_query(zval*) {}
 
+int backtrace_limit(int max_frames) { return max_frames; }
+
 Declarations declarations() { return {0, 0}; }
 
 void forget_declarations(const Declarations&, const zend_op_array*) {}

@@ -24,13 +24,13 @@ void materialise_server_array() {
 void fetch_backtrace(zval* result, int max_frames) {
   struct Request {
     zval* result;
-    int max_frames;
-  } request{result, max_frames};
+    int limit;
+  } request{result, backtrace_limit(max_frames)};
   *result = {};  // IS_UNDEF
   survive_bailout(
       [](void* argument) {
         const auto* wanted = static_cast<Request*>(argument);
-        zend_fetch_debug_backtrace(wanted->result, 0, 0, wanted->max_frames);
+        zend_fetch_debug_backtrace(wanted->result, 0, 0, wanted->limit);
       },
       &request);
 }

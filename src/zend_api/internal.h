@@ -29,6 +29,10 @@ bool server_array_is_made_on_demand();
 // Ends the hold on a value. PHP code can run: see "Long jumps" in engine.h.
 void give_up(zval* value);
 
+// The limit under which the engine's backtrace holds `max_frames` frames, if the stack
+// does: PHP 8 counts frames against the limit that it then leaves out.
+int backtrace_limit(int max_frames);
+
 // Drops a remembered jump: its target is gone once the request is over. Only a
 // caller from outside the module can leave one behind.
 void forget_bailout();
