@@ -12,6 +12,9 @@ namespace {
 
 zend_api::compile_string_hook old_compile_string = nullptr;
 zend_api::compile_file_hook old_compile_file = nullptr;
+// What stood in front of safe_compile_file when the engine had started, an opcode cache
+// say; null where nothing did.
+zend_api::compile_file_hook covered_compile_file = nullptr;
 zend_api::execute_internal_hook old_execute_internal = nullptr;
 // What a call goes on to: the hook found at start-up, or else the engine itself.
 // C code throws nothing, and only a callee that says so can be jumped to from a
@@ -55,6 +58,21 @@ __attribute__((noinline)) bool is_refused_string(std::string_view source, const 
   return CCommonUtil::get_instance()->check_code_exec(source_name, code);
 }
 
+// Compiles a file by the hook, and asks the detector.
+zend_op_array* compile_and_judge(zend_api::compile_file_hook compile, zend_file_handle* file_handle,
+                                 int type) noexcept {
+  const zend_api::Declarations before = zend_api::declarations();
+  zend_op_array* compiled = compile(file_handle, type);
+  const char* name = zend_api::file_name(file_handle);
+  if (name == nullptr) return compiled;
+  const bool refused = is_refused_file(name);
+  zend_api::resume_bailout();
+  if (!refused) return compiled;
+  if (compiled != nullptr) zend_api::forget_declarations(before, compiled);
+  zend_api::print(file_include_deny);
+  return nullptr;
+}
+
 // The message is the one notice that there is for queries: a static text.
 bool is_refused_query(zend_execute_data* execute_data) {
   std::string message;
@@ -76,16 +94,12 @@ __attribute__((noinline)) void run_query(zend_execute_data* execute_data, zval* 
 }  // namespace
 
 zend_op_array* safe_compile_file(zend_file_handle* file_handle, int type) noexcept {
-  const zend_api::Declarations before = zend_api::declarations();
-  zend_op_array* compiled = old_compile_file(file_handle, type);
-  const char* name = zend_api::file_name(file_handle);
-  if (name == nullptr) return compiled;
-  const bool refused = is_refused_file(name);
-  zend_api::resume_bailout();
-  if (!refused) return compiled;
-  if (compiled != nullptr) zend_api::forget_declarations(before, compiled);
-  zend_api::print(file_include_deny);
-  return nullptr;
+  if (covered_compile_file != nullptr) return old_compile_file(file_handle, type);
+  return compile_and_judge(old_compile_file, file_handle, type);
+}
+
+zend_op_array* safe_compile_any_file(zend_file_handle* file_handle, int type) noexcept {
+  return compile_and_judge(covered_compile_file, file_handle, type);
 }
 
 zend_op_array* safe_compile_string(zend_api_compiled_source* source_string,
@@ -130,7 +144,14 @@ void hook_zend_api() {
   zend_execute_internal = safe_execute_internal;
 }
 
+void hook_cached_files() {
+  if (zend_compile_file == safe_compile_file) return;
+  covered_compile_file = zend_compile_file;
+  zend_compile_file = safe_compile_any_file;
+}
+
 void unhook_zend_api() {
+  covered_compile_file = nullptr;
   zend_compile_string = old_compile_string;
   zend_compile_file = old_compile_file;
   if (old_execute_internal != nullptr) zend_execute_internal = old_execute_internal;

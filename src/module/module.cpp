@@ -9,10 +9,11 @@
 
 extern "C" {
 
-static zend_result zm_startup_vorgate(int, int) noexcept {
+static zend_result zm_startup_vorgate(int type, int) noexcept {
   load_message_queue_md();
   patch_handler();
   hook_zend_api();
+  zend_api::when_started(type, hook_cached_files);
   return SUCCESS;
 }
 

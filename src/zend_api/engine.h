@@ -217,6 +217,12 @@ using compile_file_hook = zend_op_array* (*)(zend_file_handle*, int);
 using compile_string_hook = decltype(zend_compile_string);
 using execute_internal_hook = void (*)(zend_execute_data*, zval*);
 
+// To be told by the module's start-up, with the type that the engine gave it: calls
+// call(), which must not throw or jump, at the end of the engine's start-up, when opcode
+// caches have put their hooks in place and run what they preload. A module that is loaded
+// later finds all that in place: it is not called, nor does the reference engine call.
+void when_started(int module_type, void (*call)());
+
 // The name of a file about to be compiled, as the script wrote it; null when the
 // handle has none.
 inline const char* file_name(const zend_file_handle* handle) {

@@ -66,6 +66,32 @@ bool same_file(const zend_string* declared_in, const zend_op_array* refused) {
          text(declared_in) == text(refused->filename);
 }
 
+// What is to be called when the engine has started.
+void (*started)() = nullptr;
+
+#if PHP_VERSION_ID >= 70300
+decltype(zend_post_startup_cb) others_started = nullptr;
+
+// Other callers' calls come first, so a cache's, which puts its hooks in place.
+auto engine_started() noexcept -> decltype(zend_post_startup_cb()) {
+  if (others_started != nullptr && others_started() != SUCCESS) return FAILURE;
+  started();
+  return SUCCESS;
+}
+#endif
+
+// Runs when the caches, which are extensions of the Zend kind, have run theirs. Before
+// PHP 7.3 they put their hooks in place there.
+auto follow_caches(zend_extension* self) noexcept -> decltype(startup_func_t()(self)) {
+#if PHP_VERSION_ID >= 70300
+  others_started = zend_post_startup_cb;
+  zend_post_startup_cb = engine_started;
+#else
+  started();
+#endif
+  return FAILURE;  // its work is done: it need not stay in the engine's list
+}
+
 }  // namespace
 
 HashTable* function_table() { return CG(function_table); }
@@ -90,6 +116,18 @@ std::string format_integer(int64_t value) { return std::to_string(static_cast<in
 
 void refuse_query(zval* return_value) {
   if (jit_can_run()) set_false(return_value);
+}
+
+// Modules start before the extensions of the Zend kind, which start in the order in
+// which they were registered: one that a module registers comes behind the configured.
+void when_started(int module_type, void (*call)()) {
+  if (module_type != MODULE_PERSISTENT) return;
+  started = call;
+  static char text[] = "vorgate";  // others may look through the list
+  zend_extension last{};
+  last.name = last.version = last.author = last.URL = last.copyright = text;
+  last.startup = follow_caches;
+  zend_register_extension(&last, nullptr);
 }
 
 Declarations declarations() { return {CG(function_table)->nNumUsed, CG(class_table)->nNumUsed}; }

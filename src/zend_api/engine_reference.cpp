@@ -69,6 +69,8 @@ void refuse_query(zval*) {}
 
 int backtrace_limit(int max_frames) { return max_frames; }
 
+void when_started(int, void (*)()) {}
+
 Declarations declarations() { return {0, 0}; }
 
 void forget_declarations(const Declarations&, const zend_op_array*) {}

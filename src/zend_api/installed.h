@@ -12,6 +12,7 @@ extern "C" {
 
 #include <zend_builtin_functions.h>
 #include <zend_compile.h>
+#include <zend_extensions.h>
 }
 
 // What differs from engine to engine in the signature of the compile hooks.
