@@ -92,6 +92,20 @@ auto follow_caches(zend_extension* self) noexcept -> decltype(startup_func_t()(s
   return FAILURE;  // its work is done: it need not stay in the engine's list
 }
 
+#if PHP_VERSION_ID >= 80000
+bool runs_user_code(const zend_execute_data* call) {
+  return call != nullptr && call->func != nullptr && ZEND_USER_CODE(call->func->common.type);
+}
+
+// Whether the backtrace may leave a call out. Nameless calls that no user code made are
+// the engine's own: the bottom of a fiber, the place of an attribute. PHP 8.0 also passes
+// over some internal calls that user code made otherwise than by a call.
+bool may_be_left_out(const zend_execute_data* call, const zend_execute_data* caller) {
+  if (function_name(call) == nullptr) return !runs_user_code(caller);
+  return PHP_VERSION_ID < 80100 && !runs_user_code(call) && runs_user_code(caller);
+}
+#endif
+
 }  // namespace
 
 HashTable* function_table() { return CG(function_table); }
@@ -150,22 +164,6 @@ void forget_declarations(const Declarations& before, const zend_op_array* refuse
 }
 
 #if PHP_VERSION_ID >= 80000
-namespace {
-
-bool runs_user_code(const zend_execute_data* call) {
-  return call != nullptr && call->func != nullptr && ZEND_USER_CODE(call->func->common.type);
-}
-
-// Whether the backtrace may leave a call out. Nameless calls that no user code made are
-// the engine's own: the bottom of a fiber, the place of an attribute. PHP 8.0 also passes
-// over some internal calls that user code made otherwise than by a call.
-bool may_be_left_out(const zend_execute_data* call, const zend_execute_data* caller) {
-  if (function_name(call) == nullptr) return !runs_user_code(caller);
-  return PHP_VERSION_ID < 80100 && !runs_user_code(call) && runs_user_code(caller);
-}
-
-}  // namespace
-
 // A generator that is delegated to is one call here and stands for several there: that
 // asks for too much at most.
 int backtrace_limit(int max_frames) {
