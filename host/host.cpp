@@ -10,6 +10,7 @@
 #include <cstring>
 #include <deque>
 #include <map>
+#include <utility>
 
 #include "vorgate/php_help.h"
 
@@ -46,6 +47,7 @@ zend_string* make_string(std::string_view text) {
 
 // PHP code runs here.
 void reach(std::string_view moment) {
+  if (state.meanwhile) std::exchange(state.meanwhile, nullptr)();
   if (state.leaves_at == moment) siglongjmp(*globals.executor.bailout, FAILURE);
 }
 

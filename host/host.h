@@ -8,6 +8,7 @@
 //   an array is a list, an object an array with keys; "#..." is a numeric key;
 //   {"$": "object"}, "resource" and "undef" (a deleted slot) are what they say.
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,6 +40,7 @@ struct State {
   // Where PHP code leaves by long jump: "backtrace", "conversion", "handler", "log",
   // "output" or "server".
   std::string_view leaves_at;
+  std::function<void()> meanwhile;  // PHP code that runs at the next of these moments
 
   Lines ran;  // functions whose own handler ran
   Lines log;  // "severity message"

@@ -33,6 +33,7 @@ CCommonUtil* CCommonUtil::get_instance() {
 
 void CCommonUtil::init() {
   if (php_help.load(std::memory_order_acquire) != nullptr) return;
+  zend_api::hold_up_bailouts();  // until the lock is free again
   pthread_mutex_lock(&g_lock);
   if (php_help.load(std::memory_order_relaxed) == nullptr) {
     if (hMod == nullptr) hMod = getMessageQueueHandle();
@@ -51,6 +52,7 @@ void CCommonUtil::init() {
     php_help.store(agent, std::memory_order_release);
   }
   pthread_mutex_unlock(&g_lock);
+  zend_api::resume_bailout();
 }
 
 void CCommonUtil::cmd_collection_init() {

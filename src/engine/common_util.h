@@ -17,7 +17,9 @@ class IPhpHelp;
 struct HttpInfo;
 enum eParamType : int;
 
-// Its public methods are exported, for whoever hooks what the module does not.
+// Its public methods are exported, for whoever hooks what the module does not. Out
+// of one called from outside the module, the engine's long jumps (zend_api/engine.h)
+// go on to the caller's own.
 class __attribute__((visibility("default"))) CCommonUtil {
  public:
   // The handler of an internal function of the engine.
@@ -107,7 +109,7 @@ class __attribute__((visibility("default"))) CCommonUtil {
   bool check_yaml_parse(const std::string& function_name, const std::string& document);
   // Called by nothing in the module; needs the reporting object. `message` is set
   // when an event is reported. When the engine runs out of memory meanwhile, the
-  // answer stands but the request should end: see zend_api::resume_bailout.
+  // call is left by the engine's long jump, and what it held is lost.
   bool check_xxe(const std::string& function_name, std::string& message);
   // True when the query may run. Needs the reporting object.
   bool is_safe_sql_query(const std::string& function_name);

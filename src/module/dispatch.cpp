@@ -35,6 +35,7 @@ bool is_safe_handler(zend_execute_data* execute_data, zval*, const std::string& 
   }
   const Judge judge =
       function->choose != nullptr ? function->choose(execute_data) : function->judge;
+  zend_api::hold_up_bailouts();
   const bool attack = is_attack(judge, function_name, argument);
   return verdict(attack, judge.notice);
 }

@@ -65,6 +65,7 @@ zend_op_array* compile_and_judge(zend_api::compile_file_hook compile, zend_file_
   zend_op_array* compiled = compile(file_handle, type);
   const char* name = zend_api::file_name(file_handle);
   if (name == nullptr) return compiled;
+  zend_api::hold_up_bailouts();
   const bool refused = is_refused_file(name);
   zend_api::resume_bailout();
   if (!refused) return compiled;
@@ -81,6 +82,7 @@ bool is_refused_query(zend_execute_data* execute_data) {
 
 // The rest of the internal-call hook, for the few calls that may be queries.
 __attribute__((noinline)) void run_query(zend_execute_data* execute_data, zval* return_value) {
+  zend_api::hold_up_bailouts();
   const bool refused = is_refused_query(execute_data);
   zend_api::resume_bailout();
   if (refused) {
@@ -109,6 +111,7 @@ zend_op_array* safe_compile_string(zend_api_compiled_source* source_string,
   zend_op_array* compiled =
       old_compile_string(source_string, filename ZEND_API_COMPILE_POSITION_ARGUMENT);
   if (compiled == nullptr) return nullptr;
+  zend_api::hold_up_bailouts();
   const bool refused = is_refused_string(zend_api::source_text(source_string), filename);
   zend_api::resume_bailout();
   if (!refused) return compiled;

@@ -26,7 +26,6 @@ static zend_result zm_shutdown_vorgate(int, int) noexcept {
 static zend_result zm_activate_vorgate(int, int) noexcept {
   zend_api::note_request_start();
   message_queue_init();
-  zend_api::resume_bailout();
   return SUCCESS;
 }
 

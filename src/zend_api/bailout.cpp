@@ -18,10 +18,20 @@ using JumpBuffer = sigjmp_buf;
 // model needs no call into the loader.
 __attribute__((tls_model("initial-exec"))) thread_local JumpBuffer* remembered = nullptr;
 
+// Whether the innermost code on this thread's stack that can be jumped out of is the
+// module's, on its way to resume_bailout.
+__attribute__((tls_model("initial-exec"))) thread_local bool held_up = false;
+
 }  // namespace
+
+void hold_up_bailouts() { held_up = true; }
 
 bool survive_bailout(void (*call)(void*), void* argument) {
   if (remembered != nullptr) return false;
+  if (!held_up) {
+    call(argument);
+    return true;
+  }
   JumpBuffer*& engine_target = bailout_target();
   JumpBuffer* const outer = engine_target;
   if (outer == nullptr) {  // start-up: there is no request to leave
@@ -30,22 +40,27 @@ bool survive_bailout(void (*call)(void*), void* argument) {
   }
   JumpBuffer here;
   engine_target = &here;
+  held_up = false;  // what the engine runs from here on is not the module's
+  bool returned = false;
   if (SETJMP(here) == 0) {
     call(argument);
-    engine_target = outer;
-    return true;
+    returned = true;
   }
+  held_up = true;
   engine_target = outer;
-  remembered = outer;
-  return false;
+  if (!returned) remembered = outer;
+  return returned;
 }
 
-void forget_bailout() { remembered = nullptr; }
+void forget_bailout() {
+  held_up = false;
+  remembered = nullptr;
+}
 
 void resume_bailout() {
-  if (remembered == nullptr) return;
   JumpBuffer* const target = remembered;
-  remembered = nullptr;
+  forget_bailout();
+  if (target == nullptr) return;
   LONGJMP(*target, FAILURE);
 }
 

@@ -15,8 +15,9 @@
 //   - A frame that calls a saved handler, a saved hook, parse or
 //     zend_printf owns nothing that needs destroying at that moment.
 //   - The few engine calls that are made while strings are alive (the backtrace,
-//     _SERVER, the log) go through survive_bailout, and the outermost frame of
-//     the module passes the jump on with resume_bailout when all is destroyed.
+//     _SERVER, the log) go through survive_bailout. The outermost frame of the
+//     module says so beforehand with hold_up_bailouts, and passes the jump on with
+//     resume_bailout when all is destroyed.
 
 #include <strings.h>
 
@@ -251,15 +252,24 @@ void forget_declarations(const Declarations& before, const zend_op_array* refuse
 
 // --- Long jumps -------------------------------------------------------------
 
+// From here to resume_bailout, survive_bailout holds up the engine's jumps. To be
+// called by every function that the engine enters, in the same frame as
+// resume_bailout and before strings come alive.
+void hold_up_bailouts();
+
 // Calls call(argument). When it leaves by a long jump of the engine, the jump
 // ends here and is remembered; nothing else may then run PHP code until
 // resume_bailout. Answers whether the call came back by itself; while a jump is
 // remembered, answers false without calling. `call` must own nothing that needs
 // destroying.
+//
+// Where no frame of the module waits with resume_bailout, for an exported method
+// that another extension calls, nobody could go on with the jump: it is not held
+// up, and passes as it does through any function of the engine.
 bool survive_bailout(void (*call)(void*), void* argument);
 
-// Goes on with a remembered jump: does not return then. To be called by every
-// function that the engine enters, at a place where it owns nothing.
+// Ends the hold-up, and goes on with a remembered jump: does not return then. At a
+// place where the caller owns nothing.
 void resume_bailout();
 
 // --- The module entry -------------------------------------------------------

@@ -33,8 +33,7 @@ void give_up(zval* value);
 // does: PHP 8 counts frames against the limit that it then leaves out.
 int backtrace_limit(int max_frames);
 
-// Drops a remembered jump: its target is gone once the request is over. Only a
-// caller from outside the module can leave one behind.
+// Ends what hold_up_bailouts began, and drops a remembered jump.
 void forget_bailout();
 
 // Whether the value null of the call's argument at `index` (from 0) is one that

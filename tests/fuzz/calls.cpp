@@ -196,6 +196,7 @@ void serve(fuzz::Input& input, const host::Lines& functions, CCommonUtil& engine
       } else if (what == functions.size() + 1) {
         refused = zend_compile_string(&source, name.data()) == nullptr;
       } else {
+        zend_api::hold_up_bailouts();
         refused = engine.check_xxe("DOMDocument::loadXML", message);
         zend_api::resume_bailout();
       }

@@ -169,4 +169,19 @@ TEST_F(WatchedCall, SurvivesALongJumpOutOfItsWork) {
   }
 }
 
+// Nobody in the module could go on with the jump, and later it would lead nowhere.
+TEST_F(WatchedCall, DoesNotInheritALongJumpOutOfAnExportedMethod) {
+  const auto ask = [this] {
+    state.leaves_at = "backtrace";
+    std::string message;
+    EXPECT_FALSE(host::comes_back([&] { engine.check_xxe("simplexml_load_string", message); }));
+    state.leaves_at = "";
+  };
+  ask();
+  EXPECT_EQ(call("system", {"x"}).value.lval, 42);
+  state.meanwhile = ask;  // by code that runs while a call is judged
+  EXPECT_EQ(call("system", {"x"}).value.lval, 42);
+  EXPECT_EQ(state.ran, (Lines{"system", "system"}));
+}
+
 }  // namespace
