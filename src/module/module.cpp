@@ -30,7 +30,12 @@ static zend_result zm_activate_vorgate(int, int) noexcept {
 }
 
 static zend_result zm_deactivate_vorgate(int, int) noexcept {
-  zend_api::note_request_end();
+  zend_api::note_request_end(reporting_object() != nullptr);
+  return SUCCESS;
+}
+
+static zend_result zm_post_deactivate_vorgate() noexcept {
+  zend_api::note_request_over();
   return SUCCESS;
 }
 
@@ -40,10 +45,10 @@ static void zm_info_vorgate(zend_module_entry*) noexcept {
   php_info_print_table_end();
 }
 
-zend_module_entry vorgate_module_entry =
-    zend_api::make_module_entry("vorgate", VORGATE_VERSION,
-                                {zm_startup_vorgate, zm_shutdown_vorgate, zm_activate_vorgate,
-                                 zm_deactivate_vorgate, zm_info_vorgate});
+zend_module_entry vorgate_module_entry = zend_api::make_module_entry(
+    "vorgate", VORGATE_VERSION,
+    {zm_startup_vorgate, zm_shutdown_vorgate, zm_activate_vorgate, zm_deactivate_vorgate,
+     zm_post_deactivate_vorgate, zm_info_vorgate});
 
 // Where the engine begins to load a module.
 __attribute__((visibility("default"))) zend_module_entry* get_module() noexcept {

@@ -178,8 +178,7 @@ bool program_list(zend_execute_data* execute_data, uint32_t index, std::vector<s
 // --- The request ------------------------------------------------------------
 
 // The request's array of the given TRACK_VARS_* index as the engine keeps it;
-// null when there is none. At the very end of a request, when PHP code can still
-// run but the engine has already given the arrays up, there is none either.
+// null when there is none.
 HashTable* request_array(int track);
 
 // Makes sure that _SERVER exists where the engine makes it on first use.
@@ -187,10 +186,13 @@ void materialise_server_array();
 
 const sapi_request_info& request_info();
 
-// To be told by the module's request start-up and shut-down: the reference engine
-// itself does not show when it gives the request's arrays up.
+// To be told by the module's request start-up, its request shut-down, and after the
+// last PHP code of the request. From the shut-down on, when PHP code still runs but
+// the engine gives the arrays up, request_array answers what there was at that
+// moment. With `is_watched`, _SERVER is there too: later it could not be made.
 void note_request_start();
-void note_request_end();
+void note_request_end(bool is_watched);
+void note_request_over();
 
 // --- Reports of the engine --------------------------------------------------
 
@@ -279,6 +281,7 @@ struct ModuleCallbacks {
   zend_result (*shutdown)(int type, int module_number);
   zend_result (*activate)(int type, int module_number);
   zend_result (*deactivate)(int type, int module_number);
+  zend_result (*post_deactivate)();
   void (*info)(zend_module_entry*);
 };
 
@@ -304,6 +307,7 @@ constexpr zend_module_entry make_module_entry(const char* name, const char* vers
   entry.module_shutdown_func = callbacks.shutdown;
   entry.request_startup_func = callbacks.activate;
   entry.request_shutdown_func = callbacks.deactivate;
+  entry.post_deactivate_func = callbacks.post_deactivate;
   entry.info_func = callbacks.info;
   return entry;
 }

@@ -110,17 +110,18 @@ bool may_be_left_out(const zend_execute_data* call, const zend_execute_data* cal
 
 HashTable* function_table() { return CG(function_table); }
 
-// No engine tells it in so many words, but each takes the output layer down just
-// before it gives the request's arrays up.
+// Each engine puts the output layer up before a request and takes it down after it.
 bool request_data_is_valid() { return (OG(flags) & PHP_OUTPUT_ACTIVATED) != 0; }
 
 const zval& request_slot(int track) { return PG(http_globals)[track]; }
 
-bool server_array_is_made_on_demand() { return PG(auto_globals_jit) && request_data_is_valid(); }
+void keep(const zval& value) {
+  if (Z_REFCOUNTED(value)) Z_ADDREF(const_cast<zval&>(value));
+}
 
-void note_request_start() { forget_bailout(); }
+bool server_array_is_made_on_demand() { return PG(auto_globals_jit); }
 
-void note_request_end() {}
+int& reported_kinds() { return EG(error_reporting); }
 
 const sapi_request_info& request_info() { return SG(request_info); }
 

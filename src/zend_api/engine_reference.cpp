@@ -14,9 +14,6 @@ Globals& thread_globals(int id) {
   return *static_cast<Globals*>(records[id - 1]);
 }
 
-// Between the modules' request shut-down and the next request.
-__attribute__((tls_model("initial-exec"))) thread_local bool request_is_ending = false;
-
 }  // namespace
 
 HashTable* function_table() {
@@ -31,26 +28,16 @@ const zval& request_slot(int track) {
   return thread_globals<php_core_globals>(core_globals_id).http_globals[track];
 }
 
+void keep(const zval& value) {
+  if (value.type_info == IS_ARRAY_EX) ++value.value.counted->refcount;
+}
+
 bool server_array_is_made_on_demand() {
-  if (thread_globals<php_core_globals>(core_globals_id).auto_globals_jit == 0) return false;
-  // Made at the end, it would go into tables that are being taken down.
-  return !request_is_ending && request_data_is_valid();
+  return thread_globals<php_core_globals>(core_globals_id).auto_globals_jit != 0;
 }
 
-void note_request_start() {
-  request_is_ending = false;
-  forget_bailout();
-}
-
-// The engine gives its hold on the request's arrays up some time after this, and
-// only later clears valid_symbol_table; PHP code (a stream wrapper's close method)
-// can run in between. One more hold keeps what it may look at alive. It is never
-// given up: the memory is the request's, and goes as a whole.
-void note_request_end() {
-  request_is_ending = true;
-  for (const zval& slot : thread_globals<php_core_globals>(core_globals_id).http_globals) {
-    if (slot.type_info == IS_ARRAY_EX) ++slot.value.counted->refcount;
-  }
+int& reported_kinds() {
+  return thread_globals<zend_executor_globals>(executor_globals_id).error_reporting;
 }
 
 const sapi_request_info& request_info() {

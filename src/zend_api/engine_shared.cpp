@@ -4,15 +4,57 @@
 #include "zend_api/internal.h"
 
 namespace zend_api {
+namespace {
+
+// The request's arrays once its end has begun.
+struct Kept {
+  bool is_in_force;
+  HashTable* arrays[TRACK_VARS_FILES + 1];
+};
+__attribute__((tls_model("initial-exec"))) thread_local Kept kept{};
+
+}  // namespace
 
 HashTable* request_array(int track) {
+  if (kept.is_in_force) return kept.arrays[track];
   if (!request_data_is_valid()) return nullptr;
   const zval& slot = request_slot(track);
   return type_of(&slot) == IS_ARRAY ? array(&slot) : nullptr;
 }
 
+void note_request_start() {
+  kept = {};
+  forget_bailout();
+}
+
+// After this, the engine gives its hold on the arrays up while PHP code (session
+// handlers, a stream wrapper's close method) can still run, and shows it late or not
+// at all. One more hold keeps what may be looked at alive. It is never given up: the
+// memory is the request's, and goes as a whole.
+void note_request_end(bool is_watched) {
+  if (is_watched) {
+    // Where the memory does not suffice, it is done without, and nobody is to notice.
+    int& kinds = reported_kinds();
+    const int usual = kinds;
+    kinds = 0;
+    hold_up_bailouts();
+    materialise_server_array();
+    forget_bailout();
+    kinds = usual;
+  }
+  Kept found{true, {}};
+  for (int track = 0; track <= TRACK_VARS_FILES; ++track) {
+    found.arrays[track] = request_array(track);
+    if (found.arrays[track] != nullptr) keep(request_slot(track));
+  }
+  kept = found;
+}
+
+void note_request_over() { kept = {}; }
+
 void materialise_server_array() {
-  if (!server_array_is_made_on_demand()) return;
+  // Made at the end, it would go into tables that are being taken down.
+  if (kept.is_in_force || !server_array_is_made_on_demand() || !request_data_is_valid()) return;
   survive_bailout(
       [](void*) {
         char name[] = "_SERVER";

@@ -23,8 +23,14 @@ bool request_data_is_valid();
 // only while the request's data is valid.
 const zval& request_slot(int track);
 
-// Whether the engine makes _SERVER on first use, and can do so now.
+// Keeps a counted value from being freed as long as the request's memory lasts.
+void keep(const zval& value);
+
+// Whether the engine makes _SERVER on first use.
 bool server_array_is_made_on_demand();
+
+// The engine's slot for which kinds of messages it gives out.
+int& reported_kinds();
 
 // Ends the hold on a value. PHP code can run: see "Long jumps" in engine.h.
 void give_up(zval* value);

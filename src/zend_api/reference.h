@@ -175,7 +175,8 @@ struct zend_compiler_globals {
 struct zend_executor_globals {
   std::byte before_bailout[416];
   sigjmp_buf* bailout;
-  std::byte before_function_table[8];
+  int error_reporting;
+  std::byte before_function_table[4];
   HashTable* function_table;
   std::byte before_current_execute_data[40];
   zend_execute_data* current_execute_data;

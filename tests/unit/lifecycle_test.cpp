@@ -115,31 +115,39 @@ TEST_F(Lifecycle, LibraryWithoutAFactoryIsNoAgent) {
   EXPECT_EQ(engine_.php_help, nullptr);
 }
 
-TEST_F(Lifecycle, RequestDataIsSeenUntilTheEngineTakesItDown) {
+TEST_F(Lifecycle, RequestDataIsSeenUntilTheLastCodeOfARequestHasRun) {
   host::agent_library = "";
-  host::set_request_array(TRACK_VARS_GET, {{"q", "id"}});
   host::globals.core.auto_globals_jit = 1;
   state.server = {{"SERVER_NAME", "shop"}};
-  const auto expect_seen = [](bool seen) {
+  const auto expect_seen = [](bool sent, bool server) {
     host::call("system", {"id"});
-    EXPECT_EQ(agent.log.back().substr(0, 6), seen ? "20011|" : "0|exec");
-    EXPECT_EQ(agent.record[0], seen ? "shop" : "");
+    EXPECT_EQ(agent.log.back().substr(0, 6), sent ? "20011|" : "0|exec");
+    EXPECT_EQ(agent.record[0], server ? "shop" : "");
   };
   start();
-  begin();
-  expect_seen(true);
-  const int asked = state.server_requests;
-  const zend_refcounted_h& sent = *host::globals.core.http_globals[TRACK_VARS_GET].value.counted;
-  EXPECT_EQ(entry_.request_shutdown_func(1, 0), SUCCESS);
-  EXPECT_EQ(sent.refcount, 1U) << "or the engine would free it under our eyes";
-  expect_seen(true);  // by a session handler, say
-  host::globals.executor.valid_symbol_table = 0;
-  expect_seen(false);
-  EXPECT_EQ(state.server_requests, asked);
-  host::globals.executor.valid_symbol_table = 1;
-  begin();
-  expect_seen(true);
-  EXPECT_GT(state.server_requests, asked);
+  for (const bool memory_is_full : {false, true}) {
+    zval* const arrays = host::globals.core.http_globals;
+    arrays[TRACK_VARS_SERVER] = {};
+    host::set_request_array(TRACK_VARS_GET, {{"q", "id"}});
+    const zval sent = arrays[TRACK_VARS_GET];
+    host::globals.executor.error_reporting = 7;
+    begin();
+    state.leaves_at = memory_is_full ? "server" : "";
+    state.meanwhile = [] { EXPECT_EQ(host::globals.executor.error_reporting, 0); };
+    EXPECT_TRUE(host::comes_back([this] { entry_.request_shutdown_func(1, 0); }));
+    EXPECT_EQ(host::globals.executor.error_reporting, 7);
+    state.leaves_at = "";
+    EXPECT_EQ(sent.value.counted->refcount, 1U) << "or the engine would free it under our eyes";
+    const int asked = state.server_requests;
+    expect_seen(true, !memory_is_full);  // by a session handler, say
+    host::set_request_array(TRACK_VARS_GET, "freed");
+    host::globals.executor.valid_symbol_table = 0;
+    expect_seen(true, !memory_is_full);  // by a stream wrapper's close method
+    EXPECT_EQ(state.server_requests, asked);
+    EXPECT_EQ(entry_.post_deactivate_func(), SUCCESS);
+    expect_seen(false, false);
+    host::globals.executor.valid_symbol_table = 1;
+  }
 }
 
 // Thrown often, as a race is lost by chance only.

@@ -52,6 +52,6 @@ buffered by the callback <- execution_record logged: exec | echo by the callback
 [Command]"shutdown", false <- command_execution blocked: exec | echo taken
 [Command]"destructor", false <- command_execution blocked: exec | echo taken
 <br/>Command Execute Not Allowed @VARNO 2020-2030<br/>"session", false <- command_execution blocked: exec | echo taken
-"taken", 1, resource (stream) <- execution_record logged: exec | echo taken
+<br/>Command Execute Not Allowed @VARNO 2020-2030<br/>false, 1, resource (stream) <- command_execution blocked: exec | echo taken
     + execution_record logged: eval()'d code | return 1;
 <br/>File Include Not Allowed @VARNO 2020-2030<br/>false <- file_include blocked: safe_compile_file | /etc/passwd
