@@ -19,6 +19,16 @@
 //   operations through the virtual table by position: their order below must
 //   never change. There is no virtual destructor, and none may be added.
 //
+// Names
+//   PHP loads the module with its symbols open to all libraries (RTLD_GLOBAL), and
+//   the module exports the methods of a class CCommonUtil, get_module and
+//   message_queue_release. What an agent exports under one of these names is bound
+//   to the module's: a class CCommonUtil of its own would be answered by the
+//   module's methods, and crash or wait for ever. Let an agent export its factory
+//   alone: compile with -fvisibility=hidden and mark the factory, as the example in
+//   docs/agent.md does. For code that cannot be compiled so, link with a version
+//   script ("{ global: create_php_help; local: *; };") or with -Wl,-Bsymbolic.
+//
 // Rules that hold for every operation
 //   Threads    The module calls from whichever thread serves the request, from
 //              several threads at once in a thread-safe PHP, and without a lock

@@ -49,7 +49,7 @@ class Lifecycle : public testing::Test {
     return reinterpret_cast<Function>(dlsym(module_, name));
   }
 
-  void* module_ = dlopen(MODULE_FILE, RTLD_NOW);
+  void* module_ = dlopen(MODULE_FILE, RTLD_NOW | RTLD_GLOBAL);  // as PHP does
   zend_module_entry& entry_ = *symbol<zend_module_entry* (*)()>("get_module")();
   CCommonUtil& engine_ = *symbol<CCommonUtil* (*)()>("_ZN11CCommonUtil12get_instanceEv")();
   int (*release_)() = symbol<int (*)()>("message_queue_release");
@@ -113,6 +113,13 @@ TEST_F(Lifecycle, LibraryWithoutAFactoryIsNoAgent) {
   start();
   begin();
   EXPECT_EQ(engine_.php_help, nullptr);
+}
+
+TEST_F(Lifecycle, AgentMeetsItsOwnClassOfAnExportedName) {
+  host::agent_library = NAMESAKE_AGENT;
+  start();
+  begin();
+  EXPECT_EQ(engine_.php_help, &agent);
 }
 
 TEST_F(Lifecycle, RequestDataIsSeenUntilTheLastCodeOfARequestHasRun) {
