@@ -30,6 +30,7 @@ bool is_safe_handler(zend_execute_data* execute_data, zval*, const std::string& 
   if (!function->format.empty() &&
       !zend_api::parse(execute_data, function->format, function->subject, argument)) {
     if (function->other_form == nullptr) return true;
+    zend_api::hold_up_bailouts();
     const bool attack = function->other_form(execute_data, function_name);
     return verdict(attack, function->judge.notice);
   }

@@ -34,21 +34,16 @@ static zend_result zm_deactivate_vorgate(int, int) noexcept {
   return SUCCESS;
 }
 
-static zend_result zm_post_deactivate_vorgate() noexcept {
-  zend_api::note_request_over();
-  return SUCCESS;
-}
-
 static void zm_info_vorgate(zend_module_entry*) noexcept {
   php_info_print_table_start();
   php_info_print_table_header(2, "vorgate support", "enabled");
   php_info_print_table_end();
 }
 
-zend_module_entry vorgate_module_entry = zend_api::make_module_entry(
-    "vorgate", VORGATE_VERSION,
-    {zm_startup_vorgate, zm_shutdown_vorgate, zm_activate_vorgate, zm_deactivate_vorgate,
-     zm_post_deactivate_vorgate, zm_info_vorgate});
+zend_module_entry vorgate_module_entry =
+    zend_api::make_module_entry("vorgate", VORGATE_VERSION,
+                                {zm_startup_vorgate, zm_shutdown_vorgate, zm_activate_vorgate,
+                                 zm_deactivate_vorgate, zm_info_vorgate});
 
 // Where the engine begins to load a module.
 __attribute__((visibility("default"))) zend_module_entry* get_module() noexcept {

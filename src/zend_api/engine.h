@@ -186,13 +186,12 @@ void materialise_server_array();
 
 const sapi_request_info& request_info();
 
-// To be told by the module's request start-up, its request shut-down, and after the
-// last PHP code of the request. From the shut-down on, when PHP code still runs but
-// the engine gives the arrays up, request_array answers what there was at that
-// moment. With `is_watched`, _SERVER is there too: later it could not be made.
+// To be told by the module's request start-up and its request shut-down. From the
+// latter on, when PHP code still runs but the engine gives the arrays up,
+// request_array answers what there was at that moment. With `is_watched`, _SERVER is
+// there too: later it could not be made.
 void note_request_start();
 void note_request_end(bool is_watched);
-void note_request_over();
 
 // --- Reports of the engine --------------------------------------------------
 
@@ -281,7 +280,6 @@ struct ModuleCallbacks {
   zend_result (*shutdown)(int type, int module_number);
   zend_result (*activate)(int type, int module_number);
   zend_result (*deactivate)(int type, int module_number);
-  zend_result (*post_deactivate)();
   void (*info)(zend_module_entry*);
 };
 
@@ -307,7 +305,6 @@ constexpr zend_module_entry make_module_entry(const char* name, const char* vers
   entry.module_shutdown_func = callbacks.shutdown;
   entry.request_startup_func = callbacks.activate;
   entry.request_shutdown_func = callbacks.deactivate;
-  entry.post_deactivate_func = callbacks.post_deactivate;
   entry.info_func = callbacks.info;
   return entry;
 }

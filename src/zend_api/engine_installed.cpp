@@ -27,6 +27,7 @@ void unlink_from(HashTable* table, uint32_t first, IsRefused&& is_refused) {
   table->pDestructor = destroy;
 }
 
+#if PHP_VERSION_ID >= 80000
 // A setting of the opcode cache: as it is, or as it was at start-up, before a script
 // changed it. Empty without the cache.
 std::string_view cache_setting(const char* name, bool at_start_up) {
@@ -48,7 +49,6 @@ bool is_off(std::string_view setting) {
 // compiler and cache off, but what was compiled before stays; it can turn the compiler
 // on, unless that was disabled at start-up.
 bool jit_can_run() {
-#if PHP_VERSION_ID >= 80000
   char buffer[] = "opcache.jit_buffer_size";
   if (zend_ini_long(buffer, sizeof(buffer) - 1, 1) <= 0) return false;
   const bool on_command_line = std::strcmp(sapi_module.name, "cli") == 0;
@@ -56,10 +56,10 @@ bool jit_can_run() {
   if (on_command_line && is_off(cache_setting("opcache.enable_cli", true))) return false;
   return !is_off(cache_setting("opcache.jit", true)) ||
          !is_off(cache_setting("opcache.jit", false));
-#else
-  return false;
-#endif
 }
+#else
+bool jit_can_run() { return false; }
+#endif
 
 bool same_file(const zend_string* declared_in, const zend_op_array* refused) {
   return declared_in != nullptr && refused->filename != nullptr &&

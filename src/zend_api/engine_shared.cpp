@@ -16,10 +16,13 @@ __attribute__((tls_model("initial-exec"))) thread_local Kept kept{};
 }  // namespace
 
 HashTable* request_array(int track) {
-  if (kept.is_in_force) return kept.arrays[track];
-  if (!request_data_is_valid()) return nullptr;
-  const zval& slot = request_slot(track);
-  return type_of(&slot) == IS_ARRAY ? array(&slot) : nullptr;
+  const bool is_valid = request_data_is_valid();
+  HashTable* engines = nullptr;
+  if (is_valid && type_of(&request_slot(track)) == IS_ARRAY) engines = array(&request_slot(track));
+  if (!kept.is_in_force) return engines;
+  // Another array than the kept one came later, and nobody holds it; or it is the next
+  // request's, which another module's start-up runs code in.
+  return !is_valid || engines == kept.arrays[track] ? kept.arrays[track] : nullptr;
 }
 
 void note_request_start() {
@@ -49,8 +52,6 @@ void note_request_end(bool is_watched) {
   }
   kept = found;
 }
-
-void note_request_over() { kept = {}; }
 
 void materialise_server_array() {
   // Made at the end, it would go into tables that are being taken down.
