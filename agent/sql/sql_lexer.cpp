@@ -135,11 +135,10 @@ bool Lexer::comment(Token* token) noexcept {
   token->closed = false;
   std::size_t end = position_ + 2;
   for (int depth = 1; depth > 0 && has(end); ++end) {
-    const bool borders = at(end + 1) == (at(end) == '*' ? '/' : '*');
-    if (borders && at(end) == '*') {
+    if (at(end) == '*' && at(end + 1) == '/') {
       --depth;
       ++end;
-    } else if (borders && at(end) == '/' && dialect_ == Dialect::postgresql) {
+    } else if (at(end) == '/' && at(end + 1) == '*' && dialect_ == Dialect::postgresql) {
       ++depth;
       ++end;
     }
