@@ -15,9 +15,13 @@
 
 #include "agent/sql/occurrence_index.h"
 #include "agent/sql/sql_lexer.h"
+#include "agent/text.h"
 
 namespace vorgate::sql {
 namespace {
+
+using agent::lower;
+using agent::lowered;
 
 // Shorter values can break a query but not bend it; and a quote or a bracket that
 // somebody typed stands in every query anyway. (So do quotes in any number.)
@@ -405,12 +409,6 @@ class Changed {
   std::array<char, 2> buffer_{};
 };
 
-std::string in_lower_case(std::string_view text) {
-  std::string folded(text);
-  std::transform(folded.begin(), folded.end(), folded.begin(), lower);
-  return folded;
-}
-
 // As it was sent, or all of it folded as by strtolower() or strtoupper().
 bool is_same(std::string_view found, std::string_view sent) {
   const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
@@ -499,7 +497,7 @@ class Test {
   // What is needed once a value may stand in the query.
   struct Reading {
     Reading(std::string_view query, Dialect dialect)
-        : folded(in_lower_case(query)),
+        : folded(lowered(std::string(query))),
           tokens(read_query(query, dialect)),
           room(room_of(query, tokens)) {
       const bool open = dialect == Dialect::automatic && query.size() < query_limit;
@@ -704,7 +702,7 @@ class Test {
     doubles_ = doubles_ || (change == Change::doubled && text.find("''") != std::string::npos);
     if (text.size() < shortest || text.size() <= read.index->least_room(state)) return false;
     if (text.find_first_not_of("'\"`\\") == std::string::npos) return false;
-    const std::string folded = in_lower_case(text);
+    const std::string folded = lowered(std::string(text));
     work_ += text.size() / 8;
     if (!suspects_.insert(folded + static_cast<char>(change)).second) return false;
     if (suspects_.size() > most_suspects) return true;

@@ -28,8 +28,6 @@ constexpr std::array<std::string_view, 14> symbols{"<=>", "->>", "<=", ">=", "<>
 
 }  // namespace
 
-char lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 unsigned char Lexer::at(std::size_t position) const noexcept {
   ++examined_;
   return has(position) ? static_cast<unsigned char>(text_[position]) : 0;

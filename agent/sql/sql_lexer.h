@@ -89,9 +89,6 @@ std::vector<Token> read_query(std::string_view query, Dialect dialect);
 // Is no string and no name open at the end?
 bool all_quotes_closed(const std::vector<Token>& tokens) noexcept;
 
-// ASCII letters in lower case, everything else as it is.
-char lower(char c) noexcept;
-
 }  // namespace vorgate::sql
 
 #endif  // VORGATE_AGENT_SQL_SQL_LEXER_H

@@ -12,10 +12,13 @@
 
 #include "agent/sql/shipped_rules.h"
 #include "agent/sql/sql_lexer.h"
+#include "agent/text.h"
 #include "agent/toml_reader.h"
 
 namespace vorgate::sql {
 namespace {
+
+using agent::lower;
 
 bool is_plain_name(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) {
