@@ -18,6 +18,6 @@ install -m 755 /dev/stdin "$folder/usr/sbin/policy-rc.d" <<<$'#!/bin/sh\nexit 10
 apt update
 apt install apache2 curl logrotate "libapache2-mod-php$php" "php$php"-{fpm,cli,curl,sqlite3}
 apt clean
-apt install --download-only libre2-9 libyara9 # what the packages depend on
+apt install --download-only libre2-9 libyara9 libelf1 # what the packages depend on
 echo '#!/bin/sh' >"$folder/usr/sbin/policy-rc.d" # from now on, servers may start
 mkdir "$folder/packages"
