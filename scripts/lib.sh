@@ -21,7 +21,7 @@ PACKAGE_PACKAGES=("${DEMO_PACKAGES[@]}" libcli11-dev libelf-dev zlib1g-dev dpkg-
 TEST_PACKAGES=("${PACKAGE_PACKAGES[@]}" "${UNIT_PACKAGES[@]}"
   python3-pytest python3-requests python3-selenium chromium-driver black flake8 shellcheck
   clang clang-format clang-tidy libclang-rt-dev llvm valgrind debootstrap iproute2 procps
-  chromium fonts-dejavu-core php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd gnuplot-nox
+  chromium fonts-dejavu-core php8.2-cgi php8.2-ldap php8.2-mysql php8.2-opcache mariadb-server slapd
   wordpress wordpress-theme-twentytwentythree
   apache2 libapache2-mod-php8.2 nginx-light php8.2-fpm wrk
   php-doctrine-dbal php-symfony-form php-symfony-framework-bundle php-twig

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 lines() {
   git ls-files -z -- "$@" |
-    grep -zvE '(^|/)(data|seeds)/|\.(css|csv|dict|json|ldif|md|png|sql|svg|tsv|txt)$|^LICENSE$' |
+    grep -zvE '(^|/)(data|seeds)/|\.(css|csv|json|ldif|md|png|sql|svg|tsv|txt)$|^LICENSE$' |
     xargs -0r cat | grep -c '[^[:space:]]' || true
 }
 

@@ -177,7 +177,7 @@ class IPhpHelp {
   struct MQ_HttpInfo {
     const char* server_name;       // the virtual host's name
     const char* script_path;       // file system path of the main script
-    const char* request_uri;       // what the server says: see below
+    const char* request_uri;       // what the server says: see above
     const char* query_string;      // the query; for a POST, "&" and up to 4096 bytes of its fields
     const char* request_method;    // as sent, case kept
     const char* remote_addr;       // the peer's address: a proxy's, where there is one
@@ -187,7 +187,7 @@ class IPhpHelp {
     const char* forwarded_for;     // the X-Forwarded-For header: anybody can write it
     const char* content_type;      // the request's Content-Type header
     const char* reserved;          // always empty
-    const char* upload_file_name;  // in send_upload only: see below
+    const char* upload_file_name;  // in send_upload only: see above
     const char* stack_trace;       // one line a PHP call, innermost first; empty where not taken
   };
 

@@ -17,9 +17,5 @@ export default [
       'no-new-func': 'error',
     },
   },
-  {
-    files: ['**/*.mjs'],
-    languageOptions: { globals: { ...globals.node, ...globals.browser } },
-    rules: { 'no-control-regex': 'off' },
-  },
+  { files: ['**/*.mjs'], languageOptions: { globals: globals.node } },
 ];
