@@ -81,7 +81,7 @@ std::string linker_id(Elf* elf) {
 std::string interface_in(std::string_view bytes) {
   constexpr std::string_view tag = "API20";
   for (std::size_t at = 0; (at = bytes.find(tag, at)) != bytes.npos; ++at) {
-    const std::string text(bytes.substr(at, std::min<std::size_t>(bytes.find('\0', at) - at, 32)));
+    std::string text(bytes.substr(at, std::min<std::size_t>(bytes.find('\0', at) - at, 32)));
     static const std::regex form("API[0-9]{8},N?TS(,debug)?");
     if (std::regex_match(text, form)) return text;
   }

@@ -286,6 +286,7 @@ void add_tail(CLI::App& program) {
   names.reserve(categories.size());
   for (const NamedCategory& each : categories) names.emplace_back(each.name);
   std::vector<std::string> verdicts;
+  verdicts.reserve(all_verdicts.size());
   for (const VerdictWords& each : all_verdicts) verdicts.emplace_back(each.verdict);
   command->add_option("-c,--category", options->categories, "only of these categories")
       ->delimiter(',')
