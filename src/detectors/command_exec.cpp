@@ -57,6 +57,7 @@ const std::string* shell_text(const std::vector<std::string>& words) {
     ++word;
   } else if (base_name(*word) == "env") {  // its options and variables come first
     while (++word != words.end() && (word->find('=') != word->npos || word->rfind('-', 0) == 0)) {
+      if ((*word == "-u" || *word == "-C") && ++word == words.end()) return nullptr;
     }
   }
   if (word == words.end() || !is_shell(*word)) return nullptr;

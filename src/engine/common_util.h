@@ -34,7 +34,7 @@ class __attribute__((visibility("default"))) CCommonUtil {
   static CCommonUtil* get_instance();
   // Called at every request start-up: tries to get the reporting object until
   // there is one, opening the agent's library where start-up could not. One line
-  // in PHP's error log for each failed attempt to open it or to get the object.
+  // in PHP's error log for each failed attempt to open it.
   void init();
   void cmd_collection_init();
   // Closes the agent's library: what dlclose answers, or non-zero when none is

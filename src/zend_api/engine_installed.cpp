@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -28,34 +29,31 @@ void unlink_from(HashTable* table, uint32_t first, IsRefused&& is_refused) {
 }
 
 #if PHP_VERSION_ID >= 80000
-// A setting of the opcode cache: as it is, or as it was at start-up, before a script
-// changed it. Empty without the cache.
-std::string_view cache_setting(const char* name, bool at_start_up) {
-  char* text = zend_ini_string(const_cast<char*>(name), std::strlen(name), at_start_up ? 1 : 0);
+// A setting of the opcode cache as it was at start-up, before a script changed it. Empty
+// without the cache.
+std::string_view cache_setting(const char* name) {
+  char* text = zend_ini_string(const_cast<char*>(name), std::strlen(name), 1);
   return text == nullptr ? std::string_view() : text;
 }
 
-bool is_off(std::string_view setting) {
-  for (const char* word : {"", "0", "off", "no", "false", "disable"}) {
-    if (setting.size() == std::strlen(word) &&
-        strncasecmp(setting.data(), word, setting.size()) == 0) {
-      return true;
-    }
-  }
-  return false;
+bool is_one_of(std::string_view setting, std::initializer_list<std::string_view> words) {
+  return std::any_of(words.begin(), words.end(), [setting](std::string_view word) {
+    return setting.size() == word.size() &&
+           strncasecmp(setting.data(), word.data(), word.size()) == 0;
+  });
 }
 
 // Whether code that the just-in-time compiler made may be running. A script can turn
-// compiler and cache off, but what was compiled before stays; it can turn the compiler
-// on, unless that was disabled at start-up.
+// compiler and cache off, but what was compiled before stays, for other processes too; it
+// can turn the compiler on, unless that was disabled at start-up.
 bool jit_can_run() {
+  const auto is_off = [](const char* setting) {
+    return is_one_of(cache_setting(setting), {"", "0", "off", "no", "false"});
+  };
   char buffer[] = "opcache.jit_buffer_size";
-  if (zend_ini_long(buffer, sizeof(buffer) - 1, 1) <= 0) return false;
-  const bool on_command_line = std::strcmp(sapi_module.name, "cli") == 0;
-  if (is_off(cache_setting("opcache.enable", true))) return false;
-  if (on_command_line && is_off(cache_setting("opcache.enable_cli", true))) return false;
-  return !is_off(cache_setting("opcache.jit", true)) ||
-         !is_off(cache_setting("opcache.jit", false));
+  if (zend_ini_long(buffer, sizeof(buffer) - 1, 1) <= 0 || is_off("opcache.enable")) return false;
+  if (std::strcmp(sapi_module.name, "cli") == 0 && is_off("opcache.enable_cli")) return false;
+  return !is_one_of(cache_setting("opcache.jit"), {"", "disable"});
 }
 #else
 bool jit_can_run() { return false; }

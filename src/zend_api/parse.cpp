@@ -41,8 +41,10 @@ bool leading_integer(std::string_view text, IntegerArgument& number) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t\n\r\v\f"), text.size()));
   const bool negative = !text.empty() && text.front() == '-';
   if (negative || (!text.empty() && text.front() == '+')) text.remove_prefix(1);
-  // Neither "inf" nor "nan" is a number to the engine.
-  if (text.empty() || text.front() > '9') return false;
+  // No second sign; and neither "inf" nor "nan" is a number to the engine.
+  if (text.empty() || (text.front() != '.' && (text.front() < '0' || text.front() > '9'))) {
+    return false;
+  }
   double value;
   if (std::from_chars(text.begin(), text.end(), value).ec != std::errc()) return false;
   return to_integer(negative ? -value : value, number);
@@ -77,7 +79,7 @@ bool fits(zend_execute_data* execute_data, uint32_t index, char letter) {
   zval* value = argument(execute_data, index);
   const unsigned char type = type_of(value);
   if (type == IS_REFERENCE || letter == 'z') return true;
-  if (letter == 'r') return type == IS_RESOURCE || (handles_are_objects && type == IS_OBJECT);
+  if (letter == 'r') return type == (handles_are_objects ? IS_OBJECT : IS_RESOURCE);
   if (type == IS_STRING) return true;
   if (caller_is_strict(execute_data)) return false;
   if (type == IS_NULL) return null_becomes_string(execute_data, index);
