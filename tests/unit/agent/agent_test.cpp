@@ -156,8 +156,8 @@ TEST(Agent, TestsQueriesByTheShippedRulesAndByThoseOfItsPolicy) {
 
 // A process of its own in each round: the shipped rules are compiled only once.
 TEST(Agent, AChildForkedWhileOtherThreadsCompileRulesCanAsk) {
-#ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "its own allocator's locks do not survive a fork beside other threads";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizer's own locks do not survive a fork beside other threads";
 #endif
   const auto ask = [] {
     std::string error;
